@@ -1,0 +1,137 @@
+#include <GL/glew.h>
+#include <GL/glu.h>
+
+#include "canvas/GlPixels.h"
+
+#include <cstdio>
+
+std::vector<uint8_t> readTexture(GLuint textureId, int32_t width, int32_t height) {
+    if (width <= 0 || height <= 0 || textureId == 0) {
+        std::fprintf(stderr, "readTexture: nothing to read (texture %u, %d x %d)\n", textureId, width, height);
+        return {};
+    }
+    GLint previous = 0;
+    glGetIntegerv(GL_TEXTURE_BINDING_2D, &previous);
+    glBindTexture(GL_TEXTURE_2D, textureId);
+    GLint realWidth = 0, realHeight = 0;
+    glGetTexLevelParameteriv(GL_TEXTURE_2D, 0, GL_TEXTURE_WIDTH, &realWidth);
+    glGetTexLevelParameteriv(GL_TEXTURE_2D, 0, GL_TEXTURE_HEIGHT, &realHeight);
+    std::vector<uint8_t> pixels;
+    // glGetTexImage writes the whole level: a wrong size would overrun the block.
+    if (realWidth != width || realHeight != height) {
+        std::fprintf(stderr, "readTexture: texture %u is %d x %d, not %d x %d\n", textureId, realWidth,
+                     realHeight, width, height);
+    } else {
+        pixels.resize(static_cast<size_t>(width) * static_cast<size_t>(height) * 4);
+        glPushClientAttrib(GL_CLIENT_PIXEL_STORE_BIT);
+        glPixelStorei(GL_PACK_ALIGNMENT, 4);
+        glPixelStorei(GL_PACK_ROW_LENGTH, 0);
+        glGetTexImage(GL_TEXTURE_2D, 0, GL_RGBA, GL_UNSIGNED_BYTE, pixels.data());
+        glPopClientAttrib();
+    }
+    glBindTexture(GL_TEXTURE_2D, static_cast<GLuint>(previous));
+    return pixels;
+}
+
+void premultiply(uint8_t* bytes, size_t length) {
+    for (size_t i = 0; i + 3 < length; i += 4) {
+        const float a = bytes[i + 3] / 255.0f;
+        for (size_t c = 0; c < 3; ++c) bytes[i + c] = static_cast<uint8_t>(static_cast<int>(bytes[i + c] * a));
+    }
+}
+
+void unpremultiply(uint8_t* bytes, size_t length) {
+    for (size_t i = 0; i + 3 < length; i += 4) {
+        const uint8_t alpha = bytes[i + 3];
+        if (alpha == 0) continue;
+        const float scale = 255.0f / alpha;
+        for (size_t c = 0; c < 3; ++c) {
+            const int value = static_cast<int>(bytes[i + c] * scale);
+            bytes[i + c] = static_cast<uint8_t>(value > 255 ? 255 : value);
+        }
+    }
+}
+
+void drawQuad(float x, float y, float width, float height) {
+    glBegin(GL_QUADS);
+    glTexCoord2f(0.0f, 0.0f);
+    glVertex3f(x, y, 0.0f);
+    glTexCoord2f(1.0f, 0.0f);
+    glVertex3f(x + width, y, 0.0f);
+    glTexCoord2f(1.0f, 1.0f);
+    glVertex3f(x + width, y + height, 0.0f);
+    glTexCoord2f(0.0f, 1.0f);
+    glVertex3f(x, y + height, 0.0f);
+    glEnd();
+}
+
+void drawQuad(int32_t x, int32_t y, int32_t width, int32_t height) {
+    glBegin(GL_QUADS);
+    glTexCoord2f(0.0f, 0.0f);
+    glVertex3i(x, y, 0);
+    glTexCoord2f(1.0f, 0.0f);
+    glVertex3i(x + width, y, 0);
+    glTexCoord2f(1.0f, 1.0f);
+    glVertex3i(x + width, y + height, 0);
+    glTexCoord2f(0.0f, 1.0f);
+    glVertex3i(x, y + height, 0);
+    glEnd();
+}
+
+void pushOrtho(float width, float height) {
+    GLint mode = GL_MODELVIEW;
+    glGetIntegerv(GL_MATRIX_MODE, &mode);
+    glMatrixMode(GL_PROJECTION);
+    glPushMatrix();
+    glLoadIdentity();
+    gluOrtho2D(0.0, width, 0.0, height);
+    glMatrixMode(static_cast<GLenum>(mode));
+}
+
+void popOrtho() {
+    GLint mode = GL_MODELVIEW;
+    glGetIntegerv(GL_MATRIX_MODE, &mode);
+    glMatrixMode(GL_PROJECTION);
+    glPopMatrix();
+    glMatrixMode(static_cast<GLenum>(mode));
+}
+
+GLint magnificationFilterForZoom(float zoom) { return zoom >= 5.0f ? GL_NEAREST : GL_LINEAR; }
+
+void applyDrawFilters(GLuint textureId, float zoom) {
+    glBindTexture(GL_TEXTURE_2D, textureId);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, magnificationFilterForZoom(zoom));
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
+}
+
+GlTexture& GlTexture::operator=(GlTexture&& other) noexcept {
+    if (this != &other) {
+        reset();
+        name = other.release();
+    }
+    return *this;
+}
+
+void GlTexture::reset() {
+    if (name != 0) glDeleteTextures(1, &name);
+    name = 0;
+}
+
+GlTexture GlTexture::createRgba(int32_t width, int32_t height, const uint8_t* pixels, GLint wrap) {
+    GLuint id = 0;
+    glGenTextures(1, &id);
+    GLint previous = 0;
+    glGetIntegerv(GL_TEXTURE_BINDING_2D, &previous);
+    glBindTexture(GL_TEXTURE_2D, id);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, wrap);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, wrap);
+    glPushClientAttrib(GL_CLIENT_PIXEL_STORE_BIT);
+    glPixelStorei(GL_UNPACK_ALIGNMENT, 4);
+    glPixelStorei(GL_UNPACK_ROW_LENGTH, 0);
+    glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, width, height, 0, GL_RGBA, GL_UNSIGNED_BYTE, pixels);
+    glPopClientAttrib();
+    glBindTexture(GL_TEXTURE_2D, static_cast<GLuint>(previous));
+    return GlTexture(id);
+}
