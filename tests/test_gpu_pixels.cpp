@@ -1,0 +1,196 @@
+// Pixel helpers: premultiplication arithmetic, texture read-back, the quad
+// and projection helpers, and the texture owner.
+#include <GL/glew.h>
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "canvas/Framebuffer.h"
+#include "canvas/GlPixels.h"
+#include "support/GlTestContext.h"
+
+namespace {
+
+std::vector<uint8_t> premultiplied(std::vector<uint8_t> bytes) {
+    premultiply(bytes.data(), bytes.size());
+    return bytes;
+}
+
+std::vector<uint8_t> unpremultiplied(std::vector<uint8_t> bytes) {
+    unpremultiply(bytes.data(), bytes.size());
+    return bytes;
+}
+
+} // namespace
+
+TEST(Premultiply, EdgeAlphas) {
+    // alpha 0 clears the colour, alpha 255 keeps it.
+    EXPECT_EQ(premultiplied({200, 100, 1, 0}), (std::vector<uint8_t>{0, 0, 0, 0}));
+    EXPECT_EQ(premultiplied({255, 128, 7, 255}), (std::vector<uint8_t>{255, 128, 7, 255}));
+    // alpha 1: only a full channel survives, as 1.
+    EXPECT_EQ(premultiplied({255, 254, 128, 1}), (std::vector<uint8_t>{1, 0, 0, 1}));
+    // alpha 128: 255 * 128/255 lands on 128; 100 * 0.50196 = 50.196 -> 50; 3 -> 1.
+    EXPECT_EQ(premultiplied({255, 100, 3, 128}), (std::vector<uint8_t>{128, 50, 1, 128}));
+}
+
+TEST(Premultiply, TruncatesAndNeverExceedsAlpha) {
+    for (int a = 0; a < 256; ++a)
+        for (int v = 0; v < 256; v += 5) {
+            auto p = premultiplied({static_cast<uint8_t>(v), 0, 0, static_cast<uint8_t>(a)});
+            const double exact = v * a / 255.0;
+            ASSERT_LE(p[0], a);
+            ASSERT_LE(p[0], exact + 1e-3) << v << " " << a; // truncation, never rounding up
+            ASSERT_GT(p[0] + 1.0, exact - 1e-3) << v << " " << a;
+            ASSERT_EQ(p[3], a);
+        }
+}
+
+TEST(Unpremultiply, EdgeAlphas) {
+    // alpha 0 is left alone: no division.
+    EXPECT_EQ(unpremultiplied({0, 0, 0, 0}), (std::vector<uint8_t>{0, 0, 0, 0}));
+    EXPECT_EQ(unpremultiplied({9, 8, 7, 0}), (std::vector<uint8_t>{9, 8, 7, 0}));
+    EXPECT_EQ(unpremultiplied({255, 10, 0, 255}), (std::vector<uint8_t>{255, 10, 0, 255}));
+    EXPECT_EQ(unpremultiplied({1, 0, 1, 1}), (std::vector<uint8_t>{255, 0, 255, 1}));
+    // alpha 128: scale 1.9921875; 64 -> 127.5 -> 127; 128 -> 255; 1 -> 1.99 -> 1.
+    EXPECT_EQ(unpremultiplied({64, 128, 1, 128}), (std::vector<uint8_t>{127, 255, 1, 128}));
+    // A colour above its alpha is not valid input: it saturates instead of wrapping.
+    EXPECT_EQ(unpremultiplied({200, 0, 0, 100}), (std::vector<uint8_t>{255, 0, 0, 100}));
+}
+
+TEST(Unpremultiply, UndoesPremultiplyWithinTheLostPrecision) {
+    for (int a = 1; a < 256; ++a)
+        for (int v = 0; v < 256; v += 3) {
+            auto p = unpremultiplied(premultiplied({static_cast<uint8_t>(v), 0, 0, static_cast<uint8_t>(a)}));
+            // Premultiplying loses up to one step at alpha a, i.e. 255 / a steps of colour.
+            ASSERT_LE(p[0], v) << v << " " << a;
+            ASSERT_GE(p[0] + 255.0 / a + 1.0, v) << v << " " << a;
+        }
+}
+
+TEST(Premultiply, LeavesATrailingPartialPixelAlone) {
+    std::vector<uint8_t> bytes{100, 100, 100, 0, 50, 60, 70};
+    premultiply(bytes.data(), bytes.size());
+    EXPECT_EQ(bytes, (std::vector<uint8_t>{0, 0, 0, 0, 50, 60, 70}));
+    unpremultiply(bytes.data(), 3);
+    EXPECT_EQ(bytes, (std::vector<uint8_t>{0, 0, 0, 0, 50, 60, 70}));
+}
+
+TEST(DrawFilters, MagnificationSwitchesAtZoomFive) {
+    EXPECT_EQ(magnificationFilterForZoom(5.0f), GL_NEAREST);
+    EXPECT_EQ(magnificationFilterForZoom(12.0f), GL_NEAREST);
+    EXPECT_EQ(magnificationFilterForZoom(4.99f), GL_LINEAR);
+    EXPECT_EQ(magnificationFilterForZoom(1.0f), GL_LINEAR);
+}
+
+using GpuPixels = GlTest;
+
+TEST_F(GpuPixels, ReadTextureReturnsUploadedBytes) {
+    const auto bytes = premultipliedPattern(13, 3, 9);
+    GlTexture texture = GlTexture::createRgba(13, 3, bytes.data());
+    EXPECT_EQ(readTexture(texture.id(), 13, 3), bytes);
+    GLint bound = -1;
+    glGetIntegerv(GL_TEXTURE_BINDING_2D, &bound);
+    EXPECT_EQ(bound, 0);
+}
+
+TEST_F(GpuPixels, ReadTextureRefusesAWrongSize) {
+    const auto bytes = premultipliedPattern(4, 4, 1);
+    GlTexture texture = GlTexture::createRgba(4, 4, bytes.data());
+    ::testing::internal::CaptureStderr();
+    EXPECT_TRUE(readTexture(texture.id(), 2, 2).empty());
+    EXPECT_TRUE(readTexture(texture.id(), 8, 4).empty());
+    EXPECT_TRUE(readTexture(texture.id(), 0, 4).empty());
+    EXPECT_TRUE(readTexture(0, 4, 4).empty());
+    EXPECT_NE(::testing::internal::GetCapturedStderr().find("readTexture"), std::string::npos);
+}
+
+TEST_F(GpuPixels, TextureOwnerDeletesItsName) {
+    GLuint name = 0;
+    {
+        GlTexture texture = GlTexture::createRgba(2, 2, nullptr, GL_REPEAT);
+        name = texture.id();
+        EXPECT_TRUE(glIsTexture(name));
+        GlTexture moved(std::move(texture));
+        EXPECT_EQ(texture.id(), 0u);
+        EXPECT_EQ(moved.id(), name);
+        glBindTexture(GL_TEXTURE_2D, name);
+        GLint wrap = 0;
+        glGetTexParameteriv(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, &wrap);
+        EXPECT_EQ(wrap, GL_REPEAT);
+        glBindTexture(GL_TEXTURE_2D, 0);
+    }
+    EXPECT_FALSE(glIsTexture(name));
+}
+
+// The quad maps texture corner (0,0) to (x, y) and (1,1) to the far corner,
+// in both variants; a quad drawn at an offset covers exactly its pixels.
+TEST_F(GpuPixels, DrawQuadPlacesTextureCornersAndPixels) {
+    const auto bytes = premultipliedPattern(6, 4, 3);
+    GlTexture source = GlTexture::createRgba(6, 4, bytes.data());
+    for (bool useFloat : {false, true}) {
+        Framebuffer target(10, 9);
+        ::testing::internal::CaptureStdout();
+        ASSERT_TRUE(target.create(false, false));
+        ::testing::internal::GetCapturedStdout();
+        target.bind();
+        glPushAttrib(GL_ENABLE_BIT | GL_VIEWPORT_BIT | GL_COLOR_BUFFER_BIT | GL_TEXTURE_BIT);
+        glClearColor(0, 0, 0, 0);
+        glClear(GL_COLOR_BUFFER_BIT);
+        glViewport(0, 0, 10, 9);
+        glDisable(GL_BLEND);
+        glEnable(GL_TEXTURE_2D);
+        glBindTexture(GL_TEXTURE_2D, source.id());
+        glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, GL_REPLACE);
+        pushOrtho(10, 9);
+        glMatrixMode(GL_MODELVIEW);
+        glPushMatrix();
+        glLoadIdentity();
+        if (useFloat)
+            drawQuad(3.0f, 2.0f, 6.0f, 4.0f);
+        else
+            drawQuad(3, 2, 6, 4);
+        glPopMatrix();
+        popOrtho();
+        glBindTexture(GL_TEXTURE_2D, 0);
+        glPopAttrib();
+        target.unbind();
+
+        const auto result = readFramebuffer(target);
+        for (int y = 0; y < 9; ++y)
+            for (int x = 0; x < 10; ++x) {
+                const uint8_t* got = &result[(static_cast<size_t>(y) * 10 + x) * 4];
+                const bool inside = x >= 3 && x < 9 && y >= 2 && y < 6;
+                for (int c = 0; c < 4; ++c) {
+                    const uint8_t want = inside ? bytes[(static_cast<size_t>(y - 2) * 6 + (x - 3)) * 4 + c] : 0;
+                    ASSERT_EQ(got[c], want) << "x " << x << " y " << y << " float " << useFloat;
+                }
+            }
+        target.destroy();
+    }
+}
+
+TEST_F(GpuPixels, PushOrthoKeepsMatrixModeAndRestoresProjection) {
+    glMatrixMode(GL_MODELVIEW);
+    GLint depth = 0, mode = 0;
+    glGetIntegerv(GL_PROJECTION_STACK_DEPTH, &depth);
+    pushOrtho(200, 100);
+    glGetIntegerv(GL_MATRIX_MODE, &mode);
+    EXPECT_EQ(mode, GL_MODELVIEW);
+    GLfloat m[16];
+    glGetFloatv(GL_PROJECTION_MATRIX, m);
+    EXPECT_FLOAT_EQ(m[0], 2.0f / 200.0f);
+    EXPECT_FLOAT_EQ(m[5], 2.0f / 100.0f);
+    EXPECT_FLOAT_EQ(m[12], -1.0f);
+    GLint inside = 0;
+    glGetIntegerv(GL_PROJECTION_STACK_DEPTH, &inside);
+    EXPECT_EQ(inside, depth + 1);
+    glMatrixMode(GL_TEXTURE);
+    popOrtho();
+    glGetIntegerv(GL_MATRIX_MODE, &mode);
+    EXPECT_EQ(mode, GL_TEXTURE);
+    glMatrixMode(GL_MODELVIEW);
+    GLint after = 0;
+    glGetIntegerv(GL_PROJECTION_STACK_DEPTH, &after);
+    EXPECT_EQ(after, depth);
+}
