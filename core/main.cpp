@@ -1,6 +1,26 @@
+#include <X11/Xlib.h>
+
 #include <cstdio>
 
-int main() {
-    std::puts("Kestrelwing");
-    return 0;
+#include "core/CommandLine.h"
+#include "core/Startup.h"
+
+int main(int argc, char** argv) {
+    // The process loader uses a second GL context on another thread.
+    XInitThreads();
+    const CommandLine cl = parseCommandLine(argc, argv);
+    switch (cl.mode) {
+    case CommandLine::Mode::Version:
+        std::printf("Kestrelwing %s\n", KW_VERSION);
+        return 0;
+    case CommandLine::Mode::Help:
+        std::fputs(usageText(), stdout);
+        return 0;
+    case CommandLine::Mode::Error:
+        std::fprintf(stderr, "kestrelwing: %s\n%s", cl.error.c_str(), usageText());
+        return 2;
+    case CommandLine::Mode::Run:
+        break;
+    }
+    return runProgram(cl);
 }

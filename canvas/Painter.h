@@ -1,0 +1,53 @@
+#pragma once
+// Stands between input and the canvas: maps window to canvas coordinates,
+// routes pointer events by the interaction mode and runs the per-frame work
+// on the surfaces.
+#include "core/InputListener.h"
+#include "core/Math.h"
+#include "core/RenderArea.h"
+
+class Application;
+class Camera;
+class Canvas;
+class MultiLayeredImage;
+struct Layer;
+
+class Painter : public InputListener {
+public:
+    Painter(float renderWidth, float renderHeight, Camera* camera, Canvas* canvas, MultiLayeredImage* layers,
+            Application* application);
+    ~Painter() override;
+
+    int onMouseButton(int button, int state, int x, int y, bool fromPen) override;
+    int onMouseMove(int x, int y, bool fromPen) override;
+    int onMouseDrag(int x, int y, bool fromPen) override;
+    int onKey(int key, int x, int y) override;
+    int onMouseWheel(int wheel, int direction, int x, int y) override;
+    int onDoubleClick(int x, int y) override;
+    bool update(int elapsedMs, int originX, int originY) override;
+    // The per-frame work: stroke passes, then the canvas through the camera.
+    void draw();
+
+    // Called at the head of every pointer slot with the event's window position.
+    void refreshPointer(math::Vec2 position);
+    math::Vec2 canvasToWindow(math::Vec2 point) const;
+    math::Vec2 windowToCanvas(math::Vec2 point) const;
+    math::Vec2 canvasCentreToWindow() const;
+
+    void drawCanvas(float x, float y, float width, float height, bool withTools);
+    void drawLayers(float x, float y, float width, float height, bool withTools);
+    void drawLayer(const Layer& layer, float x, float y, float width, float height, float zoom);
+
+    math::Vec2 windowPosition;  // pointer relative to the render area
+    math::Vec2 canvasPosition;  // pointer in canvas pixels, not clamped
+    Camera* camera;
+    Canvas* canvas;
+    MultiLayeredImage* layers;
+    Application* application;
+    RenderArea renderArea;
+    bool pickRequested = false;
+    int pickX = 0, pickY = 0;
+
+private:
+    float viewScale() const;
+};

@@ -1,0 +1,94 @@
+#include "core/MainLoop.h"
+
+#include <GL/glew.h>
+#include <GL/freeglut.h>
+#include <GL/glu.h>
+
+#include <cstdio>
+#include <cstdlib>
+
+#include "canvas/Canvas.h"
+#include "canvas/Painter.h"
+#include "core/Globals.h"
+#include "core/PaintingApplication.h"
+#include "platform/Clock.h"
+#include "platform/X11Window.h"
+
+namespace mainloop {
+
+int gWindowOriginX = 0, gWindowOriginY = 0;
+
+namespace {
+int gLastTickTime = 0;
+bool gExiting = false;
+} // namespace
+
+void tick(int period) {
+    // Re-arm first, so the period does not stretch with the work below.
+    glutTimerFunc(static_cast<unsigned>(period), tick, period);
+    platform::pumpWindowEvents();
+    if (platform::isWindowMinimised()) return;
+    glutPostRedisplay();
+    const int now = platform::nowMs();
+    const int elapsed = now - gLastTickTime;
+    gLastTickTime = now;
+    gPainter.update(elapsed, 0, 0);
+}
+
+void slowTick(int period) {
+    glutTimerFunc(static_cast<unsigned>(period), slowTick, period);
+    platform::windowOrigin(gWindowOriginX, gWindowOriginY);
+}
+
+void reshape(int width, int height) {
+    if (width <= 0 || height <= 0) return;
+    gRenderArea.width = static_cast<float>(width);
+    gRenderArea.height = static_cast<float>(height);
+    glViewport(0, 0, width, height);
+    glMatrixMode(GL_PROJECTION);
+    glLoadIdentity();
+    gluPerspective(90.0, static_cast<double>(width) / height, 1.0, 50000.0);
+    glMatrixMode(GL_MODELVIEW);
+    gCamera.fieldOfView = 1.5707964f;
+    gPainter.renderArea.width = static_cast<float>(width);
+    gPainter.renderArea.height = static_cast<float>(height);
+}
+
+void display() {
+    glClearColor(0.4f, 0.4f, 0.4f, 1.0f);
+    glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT | GL_STENCIL_BUFFER_BIT);
+    gPainter.draw();
+    gPainter.pickRequested = false;
+    glViewport(0, 0, static_cast<GLsizei>(gRenderArea.width), static_cast<GLsizei>(gRenderArea.height));
+    gApp->drawCursor();
+    glutSwapBuffers();
+}
+
+void pumpUntil(const std::function<bool()>& done) {
+    while (!done()) {
+        glutMainLoopEvent();
+        platform::sleepMs(20);
+    }
+}
+
+void exitHandler() {
+    if (gExiting) return;
+    gExiting = true;
+    gCanvas.freeSurfaces();
+    if (gApp->closingStatus) {
+        // The window placement is stored as the size it had when not maximised.
+        const bool maximised = platform::isWindowMaximised();
+        int x = gWindowOriginX, y = gWindowOriginY;
+        platform::windowOrigin(x, y);
+        gApp->closingStatus->save(maximised, x, y, static_cast<int>(gRenderArea.width),
+                                  static_cast<int>(gRenderArea.height));
+    }
+}
+
+void exitProgram() {
+    exitHandler();
+    std::fflush(stdout);
+    std::_Exit(0);
+}
+
+} // namespace mainloop

@@ -1,0 +1,172 @@
+#include "core/Startup.h"
+
+#include <GL/glew.h>
+#include <GL/freeglut.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+
+#include "canvas/Canvas.h"
+#include "canvas/GlInfo.h"
+#include "canvas/MultiLayeredImage.h"
+#include "canvas/Painter.h"
+#include "canvas/Shaders.h"
+#include "canvas/ViewMath.h"
+#include "core/Globals.h"
+#include "core/InputDispatcher.h"
+#include "core/MainLoop.h"
+#include "core/PaintingApplication.h"
+#include "core/WindowPlacement.h"
+#include "platform/ErrorBox.h"
+#include "platform/Paths.h"
+#include "platform/Settings.h"
+#include "platform/SharedGlContext.h"
+#include "platform/X11Window.h"
+
+namespace {
+
+platform::SharedGlContext gSharedContext;
+
+// Xvfb and some drivers offer no multisample or alpha visual: fall back to the
+// best mode that still has depth and stencil.
+void chooseDisplayMode() {
+    const unsigned modes[] = {0xBA, 0xBA & ~GLUT_MULTISAMPLE, 0xBA & ~GLUT_MULTISAMPLE & ~GLUT_ALPHA,
+                              GLUT_DOUBLE | GLUT_RGBA | GLUT_DEPTH};
+    for (unsigned mode : modes) {
+        glutInitDisplayMode(mode);
+        if (glutGet(GLUT_DISPLAY_MODE_POSSIBLE)) return;
+    }
+}
+
+void createWindow() {
+    int argc = 0;
+    char name[] = "Kestrelwing";
+    char* argv[] = {name, nullptr};
+    glutInit(&argc, argv);
+    glutSetOption(GLUT_ACTION_ON_WINDOW_CLOSE, GLUT_ACTION_CONTINUE_EXECUTION);
+    const int screenW = glutGet(GLUT_SCREEN_WIDTH), screenH = glutGet(GLUT_SCREEN_HEIGHT);
+    chooseDisplayMode();
+    const ApplicationClosingStatus& st = *gApp->closingStatus;
+    const WindowPlacement p = placeWindow(st.x, st.y, st.width, st.height, screenW, screenH);
+    gRenderArea.width = static_cast<float>(p.width);
+    gRenderArea.height = static_cast<float>(p.height);
+    glutInitWindowSize(p.width, p.height);
+    glutInitWindowPosition(p.x, p.y);
+    glutCreateWindow("Kestrelwing");
+    platform::installWindowHooks();
+    std::string error;
+    if (!gSharedContext.create(&error))
+        std::fprintf(stderr, "ERROR: while sharing resources among threads: %s\n", error.c_str());
+}
+
+void checkGlRequirements() {
+    const GLenum glewResult = glewInit();
+    gGlInfo = GlInfo::readFromCurrentContext();
+    const GlInfo& info = gGlInfo;
+    const bool ok = glewResult == GLEW_OK && info.loaded && info.hasExtension("GL_ARB_fragment_program");
+    if (ok) return;
+    char text[512];
+    std::snprintf(text, sizeof text,
+                  "Sorry, your system is unable to run Kestrelwing.\nYour OpenGL driver's version is %s, "
+                  "Kestrelwing requires version 3.0 or higher",
+                  info.version.c_str());
+    platform::showFatalError("ERROR", text);
+    std::exit(0);
+}
+
+void setFixedGlState() {
+    glShadeModel(GL_SMOOTH);
+    glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
+    glHint(GL_PERSPECTIVE_CORRECTION_HINT, GL_NICEST);
+    glDisable(GL_DEPTH_TEST);
+    glDisable(GL_LIGHTING);
+    glEnable(GL_TEXTURE_2D);
+    glEnable(GL_CULL_FACE);
+    glCullFace(GL_BACK);
+    glColorMaterial(GL_FRONT_AND_BACK, GL_AMBIENT_AND_DIFFUSE);
+    glEnable(GL_COLOR_MATERIAL);
+    glClearStencil(0);
+    glClearDepth(1.0);
+    glDepthFunc(GL_LEQUAL);
+}
+
+void fitCameraNow() {
+    gCamera.lookFrom(fitHeight(gCanvas.width, gCanvas.height, gPainter.renderArea.width,
+                               gPainter.renderArea.height));
+}
+
+// The last used directory, else the documents folder; the executable's folder if both fail.
+void enterStartDirectory() {
+    std::string dir;
+    std::error_code ec;
+    if (platform::readValue("curr_dir", dir) && !dir.empty()) {
+        std::filesystem::current_path(dir, ec);
+        if (!ec) return;
+    }
+    std::filesystem::current_path(platform::documentsDir(), ec);
+}
+
+void registerCallbacks() {
+    glutSetCursor(GLUT_CURSOR_NONE);
+    glutDisplayFunc(mainloop::display);
+    glutTimerFunc(20, mainloop::tick, 20);
+    glutTimerFunc(1000, mainloop::slowTick, 1000);
+    glutReshapeFunc(mainloop::reshape);
+    glutPassiveMotionFunc([](int x, int y) {
+        gApp->pointerX = x;
+        gApp->pointerY = static_cast<int>(gRenderArea.height) - y;
+        gPainter.onMouseMove(gApp->pointerX, gApp->pointerY, false);
+    });
+    glutMotionFunc([](int x, int y) {
+        gApp->pointerX = x;
+        gApp->pointerY = static_cast<int>(gRenderArea.height) - y;
+        gPainter.onMouseDrag(gApp->pointerX, gApp->pointerY, false);
+    });
+    platform::setCloseButtonCallback([](int* allowClose) {
+        *allowClose = 0;
+        mainloop::exitProgram();
+    });
+}
+
+} // namespace
+
+void makeBlankImage(int width, int height) {
+    gCanvas.resize(width, height, gLayers);
+    gCanvas.clearCurrentSurface(0, 0, 0, 0);
+    gCanvas.clearStrokeBuffer();
+    fitCameraNow();
+}
+
+int runProgram(const CommandLine& commandLine) {
+    gApp->init();
+    std::atexit(mainloop::exitHandler);
+    createWindow();
+    GuiScale = platform::guiScaleFromDisplay();
+    checkGlRequirements();
+    setFixedGlState();
+    buildAllShaderPrograms(gGlInfo);
+    glEnable(GL_BLEND);
+    glEnable(GL_MULTISAMPLE);
+    glLineWidth(1.0f);
+    gPainter.renderArea.width = gRenderArea.width;
+    gPainter.renderArea.height = gRenderArea.height;
+    fitCameraNow();
+    InputDispatcher::instance().add(gApp->painter);
+    gApp->setTitle("unnamed_image", "");
+    ensureFramebufferTested();
+
+    const PaintingApplicationOptions& o = gApp->getOptions();
+    const CanvasSize size = limitStartCanvas(o.defaultCanvasWidth, o.defaultCanvasHeight,
+                                             gFramebufferCapability.framebufferSupported,
+                                             gFramebufferCapability.maxRenderbufferSize);
+    if (!commandLine.file.empty())
+        // Opening files comes with the file formats; until then the blank image stands.
+        std::fprintf(stderr, "unable to load file: %s\n", commandLine.file.c_str());
+    makeBlankImage(size.width, size.height);
+    if (commandLine.file.empty()) enterStartDirectory();
+    registerCallbacks();
+    glutMainLoop();
+    return 0;
+}

@@ -1,0 +1,219 @@
+#include "e2e/AppSession.h"
+
+#include <X11/Xatom.h>
+#include <X11/Xutil.h>
+#include <fcntl.h>
+#include <png.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <thread>
+
+namespace fs = std::filesystem;
+
+namespace {
+void sleepMs(int ms) { std::this_thread::sleep_for(std::chrono::milliseconds(ms)); }
+
+std::string windowName(Display* d, Window w) {
+    char* name = nullptr;
+    std::string result;
+    if (XFetchName(d, w, &name) && name) {
+        result = name;
+        XFree(name);
+    }
+    return result;
+}
+
+// Depth-first search for viewable windows whose title names the program.
+void findByTitle(Display* d, Window root, std::vector<Window>& out) {
+    Window rootRet, parent, *children = nullptr;
+    unsigned count = 0;
+    if (!XQueryTree(d, root, &rootRet, &parent, &children, &count)) return;
+    for (unsigned i = 0; i < count; ++i) {
+        XWindowAttributes attrs;
+        if (XGetWindowAttributes(d, children[i], &attrs) && attrs.map_state == IsViewable &&
+            windowName(d, children[i]).find("Kestrelwing") != std::string::npos)
+            out.push_back(children[i]);
+        findByTitle(d, children[i], out);
+    }
+    if (children) XFree(children);
+}
+} // namespace
+
+std::string artefactPath(const std::string& name) {
+    fs::create_directories(KW_ARTEFACT_DIR);
+    return std::string(KW_ARTEFACT_DIR) + "/" + name;
+}
+
+bool Screenshot::savePng(const std::string& path) const {
+    FILE* f = std::fopen(path.c_str(), "wb");
+    if (!f) return false;
+    png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+    png_infop info = png_create_info_struct(png);
+    if (setjmp(png_jmpbuf(png))) {
+        png_destroy_write_struct(&png, &info);
+        std::fclose(f);
+        return false;
+    }
+    png_init_io(png, f);
+    png_set_IHDR(png, info, static_cast<png_uint_32>(width), static_cast<png_uint_32>(height), 8,
+                 PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+    png_write_info(png, info);
+    for (int y = 0; y < height; ++y)
+        png_write_row(png, const_cast<png_bytep>(&rgb[static_cast<size_t>(y) * width * 3]));
+    png_write_end(png, nullptr);
+    png_destroy_write_struct(&png, &info);
+    std::fclose(f);
+    return true;
+}
+
+AppSession::AppSession() {
+    char tmpl[] = "/tmp/kw-e2e-XXXXXX";
+    workDir = mkdtemp(tmpl);
+    configDir = workDir + "/config";
+    fs::create_directories(configDir);
+    logPath = workDir + "/output.txt";
+    display = XOpenDisplay(nullptr);
+}
+
+AppSession::~AppSession() {
+    kill();
+    if (display) XCloseDisplay(display);
+    std::error_code ec;
+    fs::remove_all(workDir, ec);
+}
+
+bool AppSession::start(const std::vector<std::string>& args, int timeoutMs) {
+    if (!display) return false;
+    // Other tests of this run may have windows of the same title open.
+    existingWindows.clear();
+    findByTitle(display, DefaultRootWindow(display), existingWindows);
+    pid = fork();
+    if (pid == 0) {
+        setenv("XDG_CONFIG_HOME", configDir.c_str(), 1);
+        setenv("XDG_DATA_HOME", (workDir + "/data").c_str(), 1);
+        setenv("HOME", workDir.c_str(), 1);
+        int fd = open(logPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+        dup2(fd, 1);
+        dup2(fd, 2);
+        std::vector<char*> argv;
+        std::string bin = KW_BINARY;
+        argv.push_back(bin.data());
+        std::vector<std::string> copy = args;
+        for (auto& a : copy) argv.push_back(a.data());
+        argv.push_back(nullptr);
+        execv(bin.c_str(), argv.data());
+        _exit(127);
+    }
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+    while (std::chrono::steady_clock::now() < deadline) {
+        if (!running()) return false;
+        if (findWindow()) {
+            waitFrames(15);
+            return true;
+        }
+        sleepMs(50);
+    }
+    return false;
+}
+
+bool AppSession::findWindow() {
+    std::vector<Window> all;
+    findByTitle(display, DefaultRootWindow(display), all);
+    window = 0;
+    for (Window w : all)
+        if (std::find(existingWindows.begin(), existingWindows.end(), w) == existingWindows.end()) window = w;
+    if (!window) return false;
+    XWindowAttributes attrs;
+    XGetWindowAttributes(display, window, &attrs);
+    Window child;
+    XTranslateCoordinates(display, window, DefaultRootWindow(display), 0, 0, &winX, &winY, &child);
+    winW = attrs.width;
+    winH = attrs.height;
+    return true;
+}
+
+void AppSession::moveMouse(int x, int y) {
+    std::ostringstream cmd;
+    cmd << "xdotool mousemove " << winX + x << " " << winY + y;
+    if (std::system(cmd.str().c_str()) != 0) std::fprintf(stderr, "xdotool failed: %s\n", cmd.str().c_str());
+}
+
+void AppSession::waitFrames(int frames) { sleepMs(frames * 20 + 50); }
+
+Screenshot AppSession::screenshot() {
+    Screenshot shot;
+    XWindowAttributes attrs;
+    XGetWindowAttributes(display, window, &attrs);
+    XImage* img = XGetImage(display, window, 0, 0, static_cast<unsigned>(attrs.width),
+                            static_cast<unsigned>(attrs.height), AllPlanes, ZPixmap);
+    if (!img) return shot;
+    shot.width = attrs.width;
+    shot.height = attrs.height;
+    shot.rgb.resize(static_cast<size_t>(shot.width) * shot.height * 3);
+    for (int y = 0; y < shot.height; ++y)
+        for (int x = 0; x < shot.width; ++x) {
+            const unsigned long p = XGetPixel(img, x, y);
+            uint8_t* o = &shot.rgb[(static_cast<size_t>(y) * shot.width + x) * 3];
+            o[0] = static_cast<uint8_t>((p & img->red_mask) >> __builtin_ctzl(img->red_mask));
+            o[1] = static_cast<uint8_t>((p & img->green_mask) >> __builtin_ctzl(img->green_mask));
+            o[2] = static_cast<uint8_t>((p & img->blue_mask) >> __builtin_ctzl(img->blue_mask));
+        }
+    XDestroyImage(img);
+    return shot;
+}
+
+void AppSession::sendCloseRequest() {
+    XEvent ev{};
+    ev.xclient.type = ClientMessage;
+    ev.xclient.window = window;
+    ev.xclient.message_type = XInternAtom(display, "WM_PROTOCOLS", False);
+    ev.xclient.format = 32;
+    ev.xclient.data.l[0] = static_cast<long>(XInternAtom(display, "WM_DELETE_WINDOW", False));
+    ev.xclient.data.l[1] = CurrentTime;
+    XSendEvent(display, window, False, NoEventMask, &ev);
+    XFlush(display);
+}
+
+bool AppSession::running() {
+    if (pid <= 0) return false;
+    int status = 0;
+    const pid_t r = waitpid(pid, &status, WNOHANG);
+    if (r == 0) return true;
+    if (r == pid) exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    pid = -1;
+    return false;
+}
+
+int AppSession::waitForExit(int timeoutMs) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+    while (std::chrono::steady_clock::now() < deadline) {
+        if (!running()) return exitCode;
+        sleepMs(10);
+    }
+    return -1;
+}
+
+void AppSession::kill() {
+    if (pid > 0 && running()) {
+        ::kill(pid, SIGKILL);
+        waitpid(pid, nullptr, 0);
+        pid = -1;
+    }
+}
+
+std::string AppSession::output() const {
+    std::ifstream f(logPath);
+    std::stringstream ss;
+    ss << f.rdbuf();
+    return ss.str();
+}

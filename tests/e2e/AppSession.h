@@ -1,0 +1,61 @@
+#pragma once
+// Drives the real kestrelwing binary in a real window on the X server of the
+// test run (xvfb-run gives each run a private one): start it, find its
+// window, move the pointer with xdotool, take screenshots, close it.
+#include <X11/Xlib.h>
+#include <sys/types.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+struct Screenshot {
+    int width = 0, height = 0;
+    std::vector<uint8_t> rgb; // top row first, 3 bytes a pixel
+
+    const uint8_t* at(int x, int y) const { return &rgb[(static_cast<size_t>(y) * width + x) * 3]; }
+    bool savePng(const std::string& path) const;
+};
+
+class AppSession {
+public:
+    AppSession();
+    ~AppSession();
+
+    // Starts the binary with a private settings folder. False if it does not
+    // show a window within the time limit.
+    bool start(const std::vector<std::string>& args = {}, int timeoutMs = 15000);
+    // Window geometry on the root window, y down (X conventions).
+    int windowX() const { return winX; }
+    int windowY() const { return winY; }
+    int windowWidth() const { return winW; }
+    int windowHeight() const { return winH; }
+
+    // xdotool in window coordinates (y down).
+    void moveMouse(int x, int y);
+    // Waits for a few frames of the 20 ms tick.
+    void waitFrames(int frames = 10);
+    Screenshot screenshot();
+    // Asks the window to close the way a window manager would.
+    void sendCloseRequest();
+    // Waits for the process to end; returns its exit code, or -1 on time-out.
+    int waitForExit(int timeoutMs);
+    bool running();
+    std::string output() const; // standard output and error so far
+    std::string settingsFolder() const { return configDir; }
+
+private:
+    bool findWindow();
+    void kill();
+
+    Display* display = nullptr;
+    Window window = 0;
+    std::vector<Window> existingWindows;
+    pid_t pid = -1;
+    int exitCode = -1;
+    int winX = 0, winY = 0, winW = 0, winH = 0;
+    std::string workDir, configDir, logPath;
+};
+
+// Where screenshots are kept for people to look at.
+std::string artefactPath(const std::string& name);
