@@ -190,6 +190,9 @@ int specialKeyCode(int glutKey) {
 // ---- freeglut callbacks ---------------------------------------------------------
 
 void onGlutMouse(int button, int state, int x, int y) {
+    // freeglut built with XInput2 takes its buttons from XI2 events, which the
+    // core-event hook never sees: the callback itself is the ordered source.
+    if (button >= 0 && button <= 2) platform::keyTracker().buttonEvent(static_cast<unsigned>(button + 1), state == 0);
     if (!gHost) return;
     drainPen();
     if (!mouseGateOpen()) return;

@@ -191,7 +191,7 @@ Bool observeWireEvent(Display* display, XEvent* event, xEvent* wire) {
                               event->xkey.y);
         break;
     case ButtonPress:
-    case ButtonRelease:
+    case ButtonRelease: // only seen when freeglut doesn't take its buttons from XI2
         keyTracker().buttonEvent(event->xbutton.button, type == ButtonPress);
         break;
     case MappingNotify:

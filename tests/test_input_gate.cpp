@@ -84,3 +84,15 @@ TEST_F(InputGateTest, EntryAndProximityClearThePenFlag) {
     onTabletProximity(0);
     EXPECT_FALSE(gPenActive);
 }
+
+TEST_F(InputGateTest, MouseCallbackTracksTheButtonsEvenWhenGated) {
+    gPointerMessageActive = true;
+    onGlutMouse(0, 0, 5, 5);
+    onGlutMotion(6, 6); // refreshes the flags
+    EXPECT_TRUE(gInputState.leftButton);
+    onGlutMouse(2, 0, 6, 6);
+    onGlutMouse(0, 1, 6, 6);
+    refreshInputFlags();
+    EXPECT_FALSE(gInputState.leftButton);
+    EXPECT_TRUE(gInputState.rightButton);
+}
