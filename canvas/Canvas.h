@@ -7,6 +7,7 @@
 
 #include "canvas/Framebuffer.h"
 
+class BrushStrokeAction;
 class MultiLayeredImage;
 
 class Canvas {
@@ -29,6 +30,7 @@ public:
     // Draws a texture 1:1 into the current surface, replacing it.
     void loadSurface(GLuint texture, bool keepFilter);
     void resetStrokeState();
+    bool strokeInProgress() const { return currentAction != nullptr; }
 
     Framebuffer& currentLayerSurface() { return layerSurface[static_cast<size_t>(currentSurface)]; }
     Framebuffer& otherLayerSurface() { return layerSurface[static_cast<size_t>(1 - currentSurface)]; }
@@ -36,6 +38,7 @@ public:
     float color[3] = {0, 0, 0};
     float colorHsv[3] = {0, 0, 0};
     bool firstDabPending = false, strokeEnded = false, strokeDirty = false;
+    BrushStrokeAction* currentAction = nullptr; // the stroke in progress; the history owns it
     bool selectionActive = false;
     int currentSurface = 0;
     Framebuffer strokeBuffer;

@@ -9,6 +9,9 @@
 #include "canvas/ViewMath.h"
 #include "core/Application.h"
 #include "core/Camera.h"
+#include "core/InputState.h"
+#include "core/InteractionMode.h"
+#include "platform/Clock.h"
 
 Painter::Painter(float renderWidth, float renderHeight, Camera* camera, Canvas* canvas, MultiLayeredImage* layers,
                  Application* application)
@@ -20,8 +23,48 @@ Painter::~Painter() = default;
 // ---- pointer ---------------------------------------------------------------
 
 void Painter::refreshPointer(math::Vec2 position) {
+    // The pen, when it speaks, replaces the event's position with its sub-pixel one.
+    if (!gPenActive) {
+        gCurrentPressure = 1.0f;
+    } else {
+        position = {gPenX, gPenY};
+        if (gFirstPacket) {
+            gFirstPacket = false;
+            gLastPenTime = platform::nowMs();
+        }
+    }
+    const math::Vec2 previous = windowPosition;
     windowPosition = position - math::Vec2(renderArea.x, renderArea.y);
+    // The axis lock holds one coordinate still (0: x, 1: y).
+    if (gInputState.axisLock == 0) windowPosition.x = previous.x;
+    else if (gInputState.axisLock == 1) windowPosition.y = previous.y;
     canvasPosition = windowToCanvas(windowPosition);
+}
+
+void Painter::zoomAt(bool zoomIn, int x, int y, float factor) {
+    const float s = viewScale();
+    const float w = static_cast<float>(static_cast<int>(renderArea.width));
+    const float h = static_cast<float>(static_cast<int>(renderArea.height));
+    const math::Vec2 v{((x - renderArea.x) - renderArea.width / 2) / s + camera->position.x,
+                       ((y - renderArea.y) - renderArea.height / 2) / s + camera->position.y};
+    (void)w;
+    if (!zoomIn) {
+        // The canvas never shrinks below about 50 window pixels.
+        if (2 * camera->distance < canvas->height * (h / 50.0f)) camera->zoomOutAt(v, factor);
+    } else if (2 * camera->distance >= 4.0f) {
+        camera->zoomInAt(v, factor);
+    }
+    application->showMessage("zoom: %d%%", static_cast<int>(viewScale() * 100));
+}
+
+void Painter::pan(int x, int y) {
+    const float dx = static_cast<float>(gInputState.previousX - x);
+    const float dy = static_cast<float>(gInputState.previousY - y);
+    if (dx == 0 && dy == 0) return;
+    const float s = viewScale();
+    const math::Vec2 d{dx / s, dy / s};
+    camera->position.x -= camera->m01 * d.y + camera->m00 * d.x;
+    camera->position.y -= camera->m11 * d.y + camera->m10 * d.x;
 }
 
 math::Vec2 Painter::canvasToWindow(math::Vec2 point) const {
@@ -50,6 +93,10 @@ int Painter::onMouseMove(int x, int y, bool) {
 
 int Painter::onMouseDrag(int x, int y, bool) {
     refreshPointer({static_cast<float>(x), static_cast<float>(y)});
+    if (application->interactionMode == kModePanning) {
+        pan(x, y);
+        return 1;
+    }
     return 0;
 }
 

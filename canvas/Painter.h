@@ -33,6 +33,10 @@ public:
     math::Vec2 canvasToWindow(math::Vec2 point) const;
     math::Vec2 windowToCanvas(math::Vec2 point) const;
     math::Vec2 canvasCentreToWindow() const;
+    // Zoom about an absolute window point; the canvas point under it stays put.
+    void zoomAt(bool zoomIn, int x, int y, float factor);
+    // Moves the picture with the pointer, in any rotation.
+    void pan(int x, int y);
 
     void drawCanvas(float x, float y, float width, float height, bool withTools);
     void drawLayers(float x, float y, float width, float height, bool withTools);

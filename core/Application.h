@@ -5,6 +5,7 @@
 #include <string>
 
 #include "core/Camera.h"
+#include "core/InteractionMode.h"
 #include "core/RenderArea.h"
 
 // Options that outlive a run. Stored as strings in the settings store.
@@ -30,17 +31,6 @@ public:
     void load();
     // Marks a clean exit and stores the window placement.
     void save(bool isMaximized, int posX, int posY, int sizeW, int sizeH) const;
-};
-
-// Where pointer input goes.
-enum InteractionMode : int {
-    kModePanning = 0,
-    kModeRotation = 2,
-    kModeInterface = 3,
-    kModeTool = 4,
-    kModePicking = 5,
-    kModeSizeZoom = 7,
-    kModeSetAside = 8,
 };
 
 class Application {
@@ -72,7 +62,7 @@ public:
     Camera camera;
     RenderArea renderArea{0, 0, 1024.0f, 768.0f};
     bool cursorDrawing = true;
-    int interactionMode = kModeTool;
+    int interactionMode = kModeTool; // InteractionMode
     std::unique_ptr<ApplicationOptions> options;
     std::unique_ptr<ApplicationClosingStatus> closingStatus;
     bool busy = false;
@@ -81,6 +71,4 @@ public:
     bool newVersion = false;
     // Last status text; the notification widget shows it once it exists.
     std::string lastMessage;
-    // Last pointer position in window pixels, y up.
-    int pointerX = 0, pointerY = 0;
 };

@@ -46,7 +46,7 @@ void handleTouch(platform::InputEvent::Kind kind, int id, float x, float yDown) 
     using Kind = platform::InputEvent::Kind;
     if (kind == Kind::TouchBegin) ++gActiveTouches;
     if (kind == Kind::TouchEnd && gActiveTouches > 0) --gActiveTouches;
-    if (gActiveTouches == 2) enterMode(kModeGesture);
+    if (gActiveTouches == 2) enterMode(kModeSetAside);
     if (kind != Kind::TouchUpdate) {
         gTouchPoints.clear(); // a finger came or went: start the pair again
         return;
@@ -60,7 +60,7 @@ void handleTouch(platform::InputEvent::Kind kind, int id, float x, float yDown) 
     gLastPointerTime = platform::nowMs();
     gPointerMessageActive = true;
     gMouseSettling = true;
-    enterMode(kModeGesture);
+    enterMode(kModeSetAside);
     TouchGestureStep step = touchGestureStep(gTouchPoints, id, pos);
     gTouchPoints[id] = pos;
     if (step.zoom != 0) gHost->zoomAt(step.zoom > 0, step.midX, step.midY, step.factor);

@@ -11,6 +11,7 @@
 #include <array>
 #include <vector>
 
+#include "core/InteractionMode.h"
 #include "core/Math.h"
 #include "platform/XInputPen.h"
 
@@ -60,9 +61,6 @@ inline constexpr int kDoubleClickMs = 500;
 inline constexpr int kDoubleClickDistance = 8;
 inline constexpr int kSettlingMs = 500;
 inline constexpr int kPenTimeoutMs = 500;
-inline constexpr int kModeInterface = 3;
-inline constexpr int kModeTool = 4;
-inline constexpr int kModeGesture = 8;
 
 // freeglut callbacks, with freeglut's signatures (y down as freeglut gives it).
 void onGlutMouse(int button, int state, int x, int y);

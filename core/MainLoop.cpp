@@ -10,6 +10,7 @@
 #include "canvas/Canvas.h"
 #include "canvas/Painter.h"
 #include "core/Globals.h"
+#include "core/InputCallbacks.h"
 #include "core/PaintingApplication.h"
 #include "platform/Clock.h"
 #include "platform/X11Window.h"
@@ -32,6 +33,8 @@ void tick(int period) {
     const int now = platform::nowMs();
     const int elapsed = now - gLastTickTime;
     gLastTickTime = now;
+    // Key and button flags, pen expiry, XInput2 packets.
+    pollInput();
     gPainter.update(elapsed, 0, 0);
 }
 

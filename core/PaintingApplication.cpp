@@ -2,6 +2,7 @@
 
 #include <GL/glew.h>
 
+#include <cmath>
 #include <cstdio>
 
 #include "canvas/Canvas.h"
@@ -9,6 +10,9 @@
 #include "canvas/Painter.h"
 #include "canvas/Projection.h"
 #include "core/Globals.h"
+#include "core/InputState.h"
+#include "core/MainLoop.h"
+#include "platform/X11Window.h"
 #include "platform/Settings.h"
 
 void PaintingApplicationOptions::reset() {
@@ -84,7 +88,56 @@ void PaintingApplication::saveOptions() {
 }
 
 void PaintingApplication::leaveMode() {
-    // The size-and-zoom drag state is reset here once input state exists.
+    // Leaving the size-and-zoom drag ends the axis lock, unless a stroke still uses it.
+    if (Application::interactionMode == kModeSizeZoom && !gCanvas.strokeInProgress()) gInputState.axisLock = 2;
+}
+
+math::Vec2 PaintingApplication::windowOrigin() const {
+    return {static_cast<float>(mainloop::gWindowOriginX), static_cast<float>(mainloop::gWindowOriginY)};
+}
+
+platform::VirtualScreen PaintingApplication::virtualScreen() const {
+    platform::ScreenRect r;
+    platform::virtualScreen(r);
+    return {static_cast<float>(r.x), static_cast<float>(r.y), static_cast<float>(r.width),
+            static_cast<float>(r.height)};
+}
+
+void PaintingApplication::openColourHud(int, int) {
+    // The colour and size HUD comes with the interface panels.
+}
+
+// The axis lock of the size-and-zoom drag (and of straight strokes):
+// 2 at rest, 3 waiting for a 5-pixel move, then 1 (y held) or 0 (x held).
+void PaintingApplication::engageAxisLock(int x, int y) {
+    InputState& in = gInputState;
+    if (in.axisLock == 2) {
+        setInteractionMode(kModeSizeZoom);
+        in.pressX = x;
+        in.pressY = y;
+        in.axisLock = 3;
+    } else if (in.axisLock == 3) {
+        const float dx = std::fabs(static_cast<float>(x - in.pressX));
+        const float dy = std::fabs(static_cast<float>(y - in.pressY));
+        if (dx > 5.0f || dy > 5.0f) in.axisLock = dx >= dy ? 1 : 0;
+    }
+}
+
+void PaintingApplication::unconsumedKey(int) {
+    // Built-in keys and commands arrive with the key bindings.
+}
+
+void PaintingApplication::zoomAt(bool zoomIn, int x, int y, float factor) { painter->zoomAt(zoomIn, x, y, factor); }
+
+float PaintingApplication::viewScale() const { return camera.scale(painter->renderArea.height); }
+
+std::array<float, 4> PaintingApplication::viewRotation() const {
+    return {camera.m00, camera.m01, camera.m10, camera.m11};
+}
+
+void PaintingApplication::panView(float dx, float dy) {
+    camera.position.x -= dx;
+    camera.position.y -= dy;
 }
 
 void PaintingApplication::drawCursor() {
@@ -96,7 +149,7 @@ void PaintingApplication::drawCursor() {
     glDisable(GL_TEXTURE_2D);
     glEnable(GL_BLEND);
     glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
-    const float x = static_cast<float>(pointerX), y = static_cast<float>(pointerY);
+    const float x = static_cast<float>(gInputState.mouseX), y = static_cast<float>(gInputState.mouseY);
     glColor4f(1, 1, 1, 1);
     glBegin(GL_TRIANGLES);
     glVertex2f(x, y);

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "core/Application.h"
+#include "core/InputCallbacks.h"
 
 class Canvas;
 class Painter;
@@ -21,7 +22,7 @@ public:
     int defaultBrushSize = 50;
 };
 
-class PaintingApplication : public Application {
+class PaintingApplication : public Application, public InputHost {
 public:
     PaintingApplication();
     ~PaintingApplication() override;
@@ -34,10 +35,28 @@ public:
     void saveOptions() override;
     PaintingApplicationOptions& getOptions() { return static_cast<PaintingApplicationOptions&>(*options); }
 
+    // What the input layer asks of the application.
+    float renderAreaHeight() const override { return renderArea.height; }
+    int interactionMode() const override { return Application::interactionMode; }
+    void setInteractionMode(int mode) override { Application::setInteractionMode(mode); }
+    bool busy() const override { return Application::busy; }
+    int currentToolIndex() const override { return currentToolIndex_; }
+    math::Vec2 windowOrigin() const override;
+    platform::VirtualScreen virtualScreen() const override;
+    void resetToolTip() override {}
+    void openColourHud(int x, int y) override;
+    void closeColourHud() override {}
+    void engageAxisLock(int x, int y) override;
+    void unconsumedKey(int code) override;
+    void zoomAt(bool zoomIn, int x, int y, float factor) override;
+    float viewScale() const override;
+    std::array<float, 4> viewRotation() const override;
+    void panView(float dx, float dy) override;
+
     std::unique_ptr<Canvas> canvas;
     std::unique_ptr<MultiLayeredImage> layers;
     std::shared_ptr<Painter> painter; // shared: the input dispatcher holds it too
-    int currentToolIndex = 1;
+    int currentToolIndex_ = 1; // index into the painter's tools
     int previousToolIndex = 1;
     std::string imageName;
 };

@@ -15,7 +15,9 @@
 #include "canvas/Shaders.h"
 #include "canvas/ViewMath.h"
 #include "core/Globals.h"
+#include "core/InputCallbacks.h"
 #include "core/InputDispatcher.h"
+#include "core/InputState.h"
 #include "core/MainLoop.h"
 #include "core/PaintingApplication.h"
 #include "core/WindowPlacement.h"
@@ -56,6 +58,7 @@ void createWindow() {
     glutInitWindowPosition(p.x, p.y);
     glutCreateWindow("Kestrelwing");
     platform::installWindowHooks();
+    installInputHooks();
     std::string error;
     if (!gSharedContext.create(&error))
         std::fprintf(stderr, "ERROR: while sharing resources among threads: %s\n", error.c_str());
@@ -113,18 +116,22 @@ void registerCallbacks() {
     glutDisplayFunc(mainloop::display);
     glutTimerFunc(20, mainloop::tick, 20);
     glutTimerFunc(1000, mainloop::slowTick, 1000);
+    glutEntryFunc(onGlutEntry);
     glutReshapeFunc(mainloop::reshape);
-    glutPassiveMotionFunc([](int x, int y) {
-        gApp->pointerX = x;
-        gApp->pointerY = static_cast<int>(gRenderArea.height) - y;
-        gPainter.onMouseMove(gApp->pointerX, gApp->pointerY, false);
-    });
-    glutMotionFunc([](int x, int y) {
-        gApp->pointerX = x;
-        gApp->pointerY = static_cast<int>(gRenderArea.height) - y;
-        gPainter.onMouseDrag(gApp->pointerX, gApp->pointerY, false);
+    glutKeyboardFunc(onGlutKeyboard);
+    glutKeyboardUpFunc(onGlutKeyboardUp);
+    glutSpecialFunc(onGlutSpecial);
+    glutSpecialUpFunc(onGlutSpecialUp);
+    glutMouseFunc(onGlutMouse);
+    glutMotionFunc(onGlutMotion);
+    glutPassiveMotionFunc(onGlutPassiveMotion);
+    glutMouseWheelFunc(onGlutMouseWheel);
+    platform::setDropFileCallback([](const std::string& path, int x, int y) {
+        // Opening dropped files comes with the file workflows.
+        std::printf("dropped file: %s at %d,%d\n", path.c_str(), x, y);
     });
     platform::setCloseButtonCallback([](int* allowClose) {
+        // The window never closes by itself: the program ends through its exit routine.
         *allowClose = 0;
         mainloop::exitProgram();
     });
@@ -153,6 +160,8 @@ int runProgram(const CommandLine& commandLine) {
     gPainter.renderArea.width = gRenderArea.width;
     gPainter.renderArea.height = gRenderArea.height;
     fitCameraNow();
+    gInputState.reset();
+    setInputHost(gApp);
     InputDispatcher::instance().add(gApp->painter);
     gApp->setTitle("unnamed_image", "");
     ensureFramebufferTested();

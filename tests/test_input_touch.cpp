@@ -69,7 +69,7 @@ TEST_F(InputTouchTest, TwoFingersZoomAndPanAndCloseTheMouse) {
     host.scale = 1;
     touch(K::TouchBegin, 1, 100, 500);
     touch(K::TouchBegin, 2, 200, 500);
-    EXPECT_EQ(host.mode, kModeGesture) << "two fingers set the pointer input aside";
+    EXPECT_EQ(host.mode, kModeSetAside) << "two fingers set the pointer input aside";
     touch(K::TouchUpdate, 1, 100, 500);
     touch(K::TouchUpdate, 2, 200, 500);
     EXPECT_TRUE(host.zooms.empty()) << "the first updates only record the fingers";

@@ -119,6 +119,13 @@ bool AppSession::start(const std::vector<std::string>& args, int timeoutMs) {
         if (!running()) return false;
         if (findWindow()) {
             waitFrames(15);
+            // Mouse events stay closed for the first 500 ms of pointer motion
+            // after launch (the settling time that keeps mouse and pen apart):
+            // open them the way a hand would, by moving for a while.
+            for (int i = 0; i < 8; ++i) {
+                moveMouse(1 + i, 1);
+                sleepMs(80);
+            }
             return true;
         }
         sleepMs(50);
