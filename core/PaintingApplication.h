@@ -6,7 +6,9 @@
 #include "core/Application.h"
 #include "core/InputCallbacks.h"
 
+class BrushTipTable;
 class Canvas;
+class History;
 class Painter;
 class MultiLayeredImage;
 
@@ -55,6 +57,8 @@ public:
 
     std::unique_ptr<Canvas> canvas;
     std::unique_ptr<MultiLayeredImage> layers;
+    std::unique_ptr<History> history;
+    std::unique_ptr<BrushTipTable> brushTips; // the tip table of the brush preset manager
     std::shared_ptr<Painter> painter; // shared: the input dispatcher holds it too
     int currentToolIndex_ = 1; // index into the painter's tools
     int previousToolIndex = 1;
