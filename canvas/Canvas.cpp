@@ -163,6 +163,18 @@ bool Canvas::flushPendingDabs() {
     return true;
 }
 
+void Canvas::strokeFrame(bool replayPending) {
+    flushPendingDabs();
+    glFinish();
+    glFlush();
+    const bool composite = builder.compositeDue(replayPending, brush.mode);
+    if (composite) compositeStroke(brush, {color[0], color[1], color[2]});
+    glFinish();
+    glFlush();
+    // An ended stroke with nothing left to merge goes back to idle.
+    builder.frameDone(composite);
+}
+
 void Canvas::renderStrokePoints(const BrushStrokeAction& action) {
     const std::vector<brush::Dab> dabs = action.replayDabs(tipFactors(action.brush().tipIndex));
     renderDabs(action.brush(), dabs);

@@ -34,9 +34,9 @@ public:
     // Frame work, with nothing bound: stamps the dabs that arrived since the
     // last frame into the stroke buffer. True when something was drawn.
     bool flushPendingDabs();
-    // True when the frame must merge the stroke buffer into the layer now.
-    bool compositeDue(bool replayPending) const { return builder.compositeDue(replayPending, brush.mode); }
-    void strokeFrameDone(bool composited) { builder.frameDone(composited); }
+    // The stroke work at the head of every frame: stamp the new dabs, merge a
+    // finished paint stroke (an erase stroke every frame) into the layer.
+    void strokeFrame(bool replayPending);
     // Stamps a finished action's points again (undo, replay), without randomness.
     void renderStrokePoints(const BrushStrokeAction& action);
 

@@ -193,22 +193,8 @@ bool Painter::update(int elapsedMs, int originX, int originY) {
 
 // ---- frame -----------------------------------------------------------------
 
-void Painter::drawStrokePasses() {
-    // 1. The dabs that arrived since the last frame go into the stroke buffer.
-    canvas->flushPendingDabs();
-    glFinish();
-    glFlush();
-    // 2. A paint stroke merges into the layer once it ended; an erase stroke every frame.
-    const bool composite = canvas->compositeDue(gHistory.replayPending);
-    if (composite) canvas->compositeStroke(canvas->brush, {canvas->color[0], canvas->color[1], canvas->color[2]});
-    glFinish();
-    glFlush();
-    // 3. An ended stroke with nothing left to merge goes back to idle.
-    canvas->strokeFrameDone(composite);
-}
-
 void Painter::draw() {
-    drawStrokePasses();
+    canvas->strokeFrame(gHistory.replayPending);
     glViewport(static_cast<GLint>(renderArea.x), static_cast<GLint>(renderArea.y),
                static_cast<GLsizei>(renderArea.width), static_cast<GLsizei>(renderArea.height));
     glMatrixMode(GL_MODELVIEW);

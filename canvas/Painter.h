@@ -68,7 +68,5 @@ private:
     float viewScale() const;
     // The tool that gets pointer input in the current interaction mode, or null.
     Tool* routedTool() const;
-    // Stroke work on the surfaces at the head of the frame.
-    void drawStrokePasses();
     void drawCurrentLayer(float x, float y, float width, float height, float zoom);
 };
