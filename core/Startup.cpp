@@ -26,6 +26,8 @@
 #include "platform/Settings.h"
 #include "platform/SharedGlContext.h"
 #include "platform/X11Window.h"
+#include "widgets/GUI.h"
+#include "widgets/GuiRoot.h"
 
 namespace {
 
@@ -162,6 +164,9 @@ int runProgram(const CommandLine& commandLine) {
     fitCameraNow();
     gInputState.reset();
     setInputHost(gApp);
+    // The interface gets events before the canvas.
+    createGuiRoot(&gRenderArea);
+    if (widgetDemoRequested()) buildWidgetDemo(*gGui);
     InputDispatcher::instance().add(gApp->painter);
     gApp->setTitle("unnamed_image", "");
     ensureFramebufferTested();
