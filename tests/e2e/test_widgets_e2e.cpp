@@ -40,10 +40,18 @@ int differingPixels(const Screenshot& a, const Screenshot& b, int x0, int y0, in
 }
 } // namespace
 
+// Asks for the demo screen only while this test starts its binary.
+struct DemoEnvironment {
+    DemoEnvironment() { setenv("KESTRELWING_WIDGET_DEMO", "1", 1); }
+    ~DemoEnvironment() { unsetenv("KESTRELWING_WIDGET_DEMO"); }
+};
+
 TEST(WidgetsE2E, DemoScreenHoverAndClick) {
-    setenv("KESTRELWING_WIDGET_DEMO", "1", 1);
     AppSession app;
-    ASSERT_TRUE(app.start()) << app.output();
+    {
+        DemoEnvironment demo;
+        ASSERT_TRUE(app.start()) << app.output();
+    }
     ASSERT_EQ(app.windowWidth(), 1024);
     ASSERT_EQ(app.windowHeight(), 700);
 
