@@ -14,6 +14,9 @@
 #include "core/PaintingApplication.h"
 #include "platform/Clock.h"
 #include "platform/X11Window.h"
+#include "widgets/Animator.h"
+#include "widgets/GUI.h"
+#include "widgets/GuiRoot.h"
 
 namespace mainloop {
 
@@ -35,7 +38,9 @@ void tick(int period) {
     gLastTickTime = now;
     // Key and button flags, pen expiry, XInput2 packets.
     pollInput();
+    if (gGui) gGui->update(elapsed, 0, 0);
     gPainter.update(elapsed, 0, 0);
+    AnimatorRegistry::instance().tick();
 }
 
 void slowTick(int period) {
@@ -55,6 +60,7 @@ void reshape(int width, int height) {
     gCamera.fieldOfView = 1.5707964f;
     gPainter.renderArea.width = static_cast<float>(width);
     gPainter.renderArea.height = static_cast<float>(height);
+    if (gGui) gGui->update(0, 0, 0);
 }
 
 void display() {
@@ -63,6 +69,7 @@ void display() {
     gPainter.draw();
     gPainter.pickRequested = false;
     glViewport(0, 0, static_cast<GLsizei>(gRenderArea.width), static_cast<GLsizei>(gRenderArea.height));
+    if (gGui) gGui->draw(1.0f);
     gApp->drawCursor();
     glutSwapBuffers();
 }
