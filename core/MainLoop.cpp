@@ -9,6 +9,7 @@
 
 #include "canvas/Canvas.h"
 #include "canvas/Painter.h"
+#include "core/FrameOverlays.h"
 #include "core/Globals.h"
 #include "core/InputCallbacks.h"
 #include "core/PaintingApplication.h"
@@ -69,8 +70,16 @@ void display() {
     gPainter.draw();
     gPainter.pickRequested = false;
     glViewport(0, 0, static_cast<GLsizei>(gRenderArea.width), static_cast<GLsizei>(gRenderArea.height));
-    if (gGui) gGui->draw(1.0f);
+    glPushAttrib(GL_ENABLE_BIT | GL_COLOR_BUFFER_BIT);
+    glDisable(GL_LIGHTING);
+    glEnable(GL_BLEND);
+    glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
+    // While a file loads or saves the interface gives way to the progress ring.
+    if (gApp->Application::busy) drawProgressOverlay();
+    glPopAttrib();
+    if (gGui && !gApp->Application::busy) gGui->draw(1.0f);
     gApp->drawCursor();
+    drawStatusLines();
     glutSwapBuffers();
 }
 

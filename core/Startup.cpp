@@ -15,6 +15,7 @@
 #include "canvas/Shaders.h"
 #include "canvas/TipTextures.h"
 #include "canvas/ViewMath.h"
+#include "canvas/ViewNavigation.h"
 #include "brush/BrushTips.h"
 #include "history/BrushStrokeAction.h"
 #include "core/Globals.h"
@@ -101,10 +102,6 @@ void setFixedGlState() {
     glDepthFunc(GL_LEQUAL);
 }
 
-void fitCameraNow() {
-    gCamera.lookFrom(fitHeight(gCanvas.width, gCanvas.height, gPainter.renderArea.width,
-                               gPainter.renderArea.height));
-}
 
 // The last used directory, else the documents folder; the executable's folder if both fail.
 void enterStartDirectory() {
@@ -150,7 +147,7 @@ void makeBlankImage(int width, int height) {
     for (auto& tool : gPainter.tools) tool->onCanvasCreated(width, height);
     gCanvas.clearCurrentSurface(0, 0, 0, 0);
     gCanvas.clearStrokeBuffer();
-    fitCameraNow();
+    fitToWindow(gPainter);
 }
 
 int runProgram(const CommandLine& commandLine) {
@@ -166,7 +163,7 @@ int runProgram(const CommandLine& commandLine) {
     glLineWidth(1.0f);
     gPainter.renderArea.width = gRenderArea.width;
     gPainter.renderArea.height = gRenderArea.height;
-    fitCameraNow();
+    fitToWindowNow(gPainter);
     gCanvas.brush.SizeFollowsPressure = false;
     gCanvas.brush.FlowFollowsPressure = true;
     loadBrushTips(gBrushTips);
