@@ -9,9 +9,11 @@
 #include "canvas/ViewMath.h"
 #include "core/Application.h"
 #include "core/Camera.h"
+#include "core/Globals.h"
 #include "core/InputState.h"
 #include "core/InteractionMode.h"
 #include "platform/Clock.h"
+#include "history/History.h"
 
 Painter::Painter(float renderWidth, float renderHeight, Camera* camera, Canvas* canvas, MultiLayeredImage* layers,
                  Application* application)
@@ -113,6 +115,8 @@ bool Painter::update(int, int, int) { return true; }
 void Painter::draw() {
     glFinish();
     glFlush();
+    // After an undo: restore the snapshot and execute the later actions again.
+    gHistory.replayIfPending();
     glViewport(static_cast<GLint>(renderArea.x), static_cast<GLint>(renderArea.y),
                static_cast<GLsizei>(renderArea.width), static_cast<GLsizei>(renderArea.height));
     glMatrixMode(GL_MODELVIEW);
@@ -192,7 +196,7 @@ void Painter::drawLayer(const Layer& layer, float x, float y, float width, float
     setBlendForMode(layer.blendMode);
     const float o = layer.opacity / 100.0f;
     glColor4f(o, o, o, o);
-    glBindTexture(GL_TEXTURE_2D, layer.texture);
+    glBindTexture(GL_TEXTURE_2D, layer.textureId);
     setZoomFilters(zoom);
     drawQuad(x, y, width, height);
     glBindTexture(GL_TEXTURE_2D, 0);

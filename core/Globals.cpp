@@ -4,6 +4,7 @@
 #include "canvas/MultiLayeredImage.h"
 #include "canvas/Painter.h"
 #include "core/PaintingApplication.h"
+#include "history/History.h"
 
 // One translation unit builds the application and its aliases, so their
 // order of construction is fixed. Never freed: the process exit reclaims it.
@@ -13,6 +14,7 @@ RenderArea& gRenderArea = gApp->renderArea;
 Canvas& gCanvas = *gApp->canvas;
 MultiLayeredImage& gLayers = *gApp->layers;
 Painter& gPainter = *gApp->painter;
+History& gHistory = *gApp->history;
 
 float GuiScale = 1.0f;
 float gGuiColor[4] = {0.52156866f, 0.5764706f, 0.5764706f, 0.9f};

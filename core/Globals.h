@@ -7,6 +7,7 @@ struct RenderArea;
 class Canvas;
 class MultiLayeredImage;
 class Painter;
+class History;
 
 extern PaintingApplication* gApp;
 extern Camera& gCamera;
@@ -14,6 +15,7 @@ extern RenderArea& gRenderArea;
 extern Canvas& gCanvas;
 extern MultiLayeredImage& gLayers;
 extern Painter& gPainter;
+extern History& gHistory;
 
 // 1.0, or the window's DPI / 96. Widget sizes are given at 96 dpi and scaled by it.
 extern float GuiScale;

@@ -12,6 +12,7 @@
 #include "core/Globals.h"
 #include "core/InputCallbacks.h"
 #include "core/PaintingApplication.h"
+#include "history/History.h"
 #include "platform/Clock.h"
 #include "platform/X11Window.h"
 
@@ -64,6 +65,8 @@ void display() {
     gPainter.pickRequested = false;
     glViewport(0, 0, static_cast<GLsizei>(gRenderArea.width), static_cast<GLsizei>(gRenderArea.height));
     gApp->drawCursor();
+    // Queued actions (the fill of a new picture) show from the next frame.
+    gHistory.runQueuedActions();
     glutSwapBuffers();
 }
 

@@ -12,6 +12,7 @@
 #include "core/Globals.h"
 #include "core/InputState.h"
 #include "core/MainLoop.h"
+#include "history/History.h"
 #include "platform/X11Window.h"
 #include "platform/Settings.h"
 
@@ -32,6 +33,7 @@ PaintingApplication::PaintingApplication()
     : canvas(std::make_unique<Canvas>(1024, 768)), layers(std::make_unique<MultiLayeredImage>()) {
     painter = std::make_shared<Painter>(renderArea.width, renderArea.height, &camera, canvas.get(), layers.get(),
                                         this);
+    history = std::make_unique<History>(canvas.get(), *layers);
 }
 
 PaintingApplication::~PaintingApplication() = default;
@@ -123,8 +125,13 @@ void PaintingApplication::engageAxisLock(int x, int y) {
     }
 }
 
-void PaintingApplication::unconsumedKey(int) {
-    // Built-in keys and commands arrive with the key bindings.
+void PaintingApplication::unconsumedKey(int code) {
+    // Undo and redo until the command system binds them; both rest while the
+    // transform tool (index 7) holds a picture.
+    constexpr int kCtrlY = 0x859, kCtrlZ = 0x85A, kTransformTool = 7;
+    if (currentToolIndex_ == kTransformTool) return;
+    if (code == kCtrlZ) history->undo();
+    else if (code == kCtrlY) history->redo();
 }
 
 void PaintingApplication::zoomAt(bool zoomIn, int x, int y, float factor) { painter->zoomAt(zoomIn, x, y, factor); }

@@ -9,6 +9,7 @@
 class Canvas;
 class Painter;
 class MultiLayeredImage;
+class History;
 
 class PaintingApplicationOptions : public ApplicationOptions {
 public:
@@ -55,6 +56,7 @@ public:
 
     std::unique_ptr<Canvas> canvas;
     std::unique_ptr<MultiLayeredImage> layers;
+    std::unique_ptr<History> history; // owns every action of the picture
     std::shared_ptr<Painter> painter; // shared: the input dispatcher holds it too
     int currentToolIndex_ = 1; // index into the painter's tools
     int previousToolIndex = 1;
