@@ -5,14 +5,47 @@
 // used in turn, and every change writes the other one and flips.
 #include <array>
 
+#include "brush/Brush.h"
+#include "brush/StrokeBuilder.h"
 #include "canvas/Framebuffer.h"
+#include "history/BrushStrokeAction.h"
 
-class BrushStrokeAction;
+class BrushTipTable;
+class History;
 class MultiLayeredImage;
 
-class Canvas {
+class Canvas : public DabSink {
 public:
     Canvas(int width, int height) : width(width), height(height) {}
+
+    // The history that receives strokes and the tip table that shapes them;
+    // set once by the application.
+    void attach(History* history, BrushTipTable* tips);
+
+    // The stroke in progress, in canvas pixels. Pressure, pen and motion come
+    // from the input state; jitter is drawn here and stored in the points.
+    void beginStroke(float x, float y);
+    void continueStroke(float x, float y);
+    void holdStroke(float x, float y);
+    void endStroke();
+    // Brush and eraser keep separate settings: 1 paint, 2 erase.
+    void selectBrushSlot(int wantedMode);
+
+    // Frame work, with nothing bound: stamps the dabs that arrived since the
+    // last frame into the stroke buffer. True when something was drawn.
+    bool flushPendingDabs();
+    // The stroke work at the head of every frame: stamp the new dabs, merge a
+    // finished paint stroke (an erase stroke every frame) into the layer.
+    void strokeFrame(bool replayPending);
+    // Stamps a finished action's points again (undo, replay), without randomness.
+    void renderStrokePoints(const BrushStrokeAction& action);
+
+    // Replay side, also used live: see DabSink.
+    void prepareStroke(const Brush& strokeBrush, math::Vec2 firstPoint) override;
+    brush::TipFactors tipFactors(int32_t tipIndex) const override;
+    void renderDabs(const Brush& strokeBrush, std::span<const brush::Dab> dabs) override;
+    // Merges the stroke buffer into the other layer surface and flips.
+    bool compositeStroke(const Brush& strokeBrush, brush::Rgb strokeColor) override;
 
     // Makes all six surfaces anew for a canvas of this size and resets the
     // layer list to one layer. The caller resets the history.
@@ -30,15 +63,20 @@ public:
     // Draws a texture 1:1 into the current surface, replacing it.
     void loadSurface(GLuint texture, bool keepFilter);
     void resetStrokeState();
-    bool strokeInProgress() const { return currentAction != nullptr; }
+    bool strokeInProgress() const { return builder.strokeInProgress(); }
+    bool strokeEnded() const { return builder.strokeEnded(); }
+    BrushStrokeAction* currentAction() const { return builder.currentAction(); }
+    const brush::StrokeBuilder& strokeBuilder() const { return builder; }
 
     Framebuffer& currentLayerSurface() { return layerSurface[static_cast<size_t>(currentSurface)]; }
     Framebuffer& otherLayerSurface() { return layerSurface[static_cast<size_t>(1 - currentSurface)]; }
 
+    // Entry 0 keeps the eraser's settings, entry 1 the painting ones, while
+    // the other mode is active.
+    std::array<Brush, 2> toolBrushes;
+    Brush brush;
     float color[3] = {0, 0, 0};
-    float colorHsv[3] = {0, 0, 0};
-    bool firstDabPending = false, strokeEnded = false, strokeDirty = false;
-    BrushStrokeAction* currentAction = nullptr; // the stroke in progress; the history owns it
+    float colorHsv[3] = {0, 0, 0}; // hue in degrees, saturation, value
     bool selectionActive = false;
     int currentSurface = 0;
     Framebuffer strokeBuffer;
@@ -50,5 +88,12 @@ public:
     int width, height;
 
 private:
+    brush::StrokeInput strokeInput() const;
+    // Draws a texture 1:1 into a surface, replacing its content.
+    void copyInto(Framebuffer& target, GLuint texture);
+
     bool surfacesMade = false;
+    brush::StrokeBuilder builder; // the stroke window, flags and pending dabs
+    History* history = nullptr;
+    BrushTipTable* tips = nullptr;
 };

@@ -6,21 +6,75 @@
 #include "canvas/GlPixels.h"
 #include "canvas/MultiLayeredImage.h"
 #include "canvas/Shaders.h"
+#include "canvas/StrokeRenderer.h"
 #include "canvas/ViewMath.h"
 #include "core/Application.h"
 #include "core/Camera.h"
 #include "core/Globals.h"
+#include "core/InputDispatcher.h"
 #include "core/InputState.h"
+#include "core/PaintingApplication.h"
+#include "history/History.h"
+#include "tools/BrushTool.h"
+#include "tools/BucketFillActionTool.h"
+#include "tools/ColorPickerTool.h"
+#include "tools/CropTool.h"
+#include "tools/GradientTool.h"
+#include "tools/MirrorTool.h"
+#include "tools/PerspectiveTool.h"
+#include "tools/RotationTool.h"
+#include "tools/SelectionTool.h"
+#include "tools/ShapeTool.h"
+#include "tools/TransformTool.h"
 #include "core/InteractionMode.h"
 #include "platform/Clock.h"
-#include "history/History.h"
 
 Painter::Painter(float renderWidth, float renderHeight, Camera* camera, Canvas* canvas, MultiLayeredImage* layers,
                  Application* application)
     : camera(camera), canvas(canvas), layers(layers), application(application),
-      renderArea{0, 0, renderWidth, renderHeight} {}
+      renderArea{0, 0, renderWidth, renderHeight} {
+    tools[0] = std::make_unique<Tool>(this);
+    tools[1] = std::make_unique<BrushTool>(this);
+    tools[2] = std::make_unique<EraserTool>(this);
+    tools[3] = std::make_unique<RotationTool>(this);
+    tools[4] = std::make_unique<PerspectiveTool>(this);
+    tools[5] = std::make_unique<CropTool>(this);
+    tools[6] = std::make_unique<SelectionTool>(this);
+    tools[7] = std::make_unique<TransformTool>(this);
+    tools[8] = std::make_unique<GradientTool>(this);
+    tools[9] = std::make_unique<BucketFillActionTool>(this);
+    tools[10] = std::make_unique<ShapeTool>(this);
+    tools[11] = std::make_unique<MirrorTool>(this);
+    tools[12] = std::make_unique<ColorPickerTool>(this);
+    currentTool = tools[1].get();
+}
 
-Painter::~Painter() = default;
+Painter::~Painter() {
+    if (InputDispatcher::instance().exclusive == this) InputDispatcher::instance().exclusive = nullptr;
+}
+
+void Painter::selectTool(int index) {
+    auto* app = static_cast<PaintingApplication*>(application);
+    if (index < 0 || index > 12 || index == app->currentToolIndex_) return;
+    currentTool->deactivate();
+    // The default tool stands in between, so nothing sees a stale tool.
+    currentTool = tools[0].get();
+    currentTool = tools[static_cast<size_t>(index)].get();
+    currentTool->activate();
+    if (application->interactionMode != kModeTool) application->setInteractionMode(kModeTool);
+    if (app->currentToolIndex_ != 11 && app->currentToolIndex_ != 4) app->previousToolIndex = app->currentToolIndex_;
+    app->currentToolIndex_ = index;
+}
+
+Tool* Painter::routedTool() const {
+    switch (application->interactionMode) {
+    case kModePanning:
+    case kModeSetAside: return nullptr;
+    case kModeRotation: return tools[3].get();
+    case kModePicking: return tools[12].get();
+    default: return currentTool;
+    }
+}
 
 // ---- pointer ---------------------------------------------------------------
 
@@ -83,38 +137,64 @@ math::Vec2 Painter::canvasCentreToWindow() const {
 
 float Painter::viewScale() const { return camera->scale(renderArea.height); }
 
-int Painter::onMouseButton(int, int, int x, int y, bool) {
+int Painter::onMouseButton(int button, int state, int x, int y, bool fromPen) {
     refreshPointer({static_cast<float>(x), static_cast<float>(y)});
-    return 0;
+    if (application->interactionMode == kModeSizeZoom) {
+        // A left press in the size-and-zoom drag starts it afresh.
+        if (button == 0 && state == 0) gInputState.axisLock = 2;
+        return 1;
+    }
+    Tool* tool = routedTool();
+    return tool ? tool->onMouseButton(button, state, x, y, fromPen) : 0;
 }
 
-int Painter::onMouseMove(int x, int y, bool) {
+int Painter::onMouseMove(int x, int y, bool fromPen) {
     refreshPointer({static_cast<float>(x), static_cast<float>(y)});
-    return 0;
+    return currentTool->onMouseMove(x, y, fromPen);
 }
 
-int Painter::onMouseDrag(int x, int y, bool) {
+int Painter::onMouseDrag(int x, int y, bool fromPen) {
     refreshPointer({static_cast<float>(x), static_cast<float>(y)});
     if (application->interactionMode == kModePanning) {
         pan(x, y);
         return 1;
     }
+    if (application->interactionMode == kModeSizeZoom) return 1;
+    Tool* tool = routedTool();
+    return tool ? tool->onMouseDrag(x, y, fromPen) : 0;
+}
+
+int Painter::onKey(int key, int x, int y) {
+    if (int r = currentTool->onKey(key, x, y)) return r;
+    // Built-in tool keys: d selection, r rotation.
+    if (key == 'd') {
+        selectTool(6);
+        return 1;
+    }
+    if (key == 'r') {
+        selectTool(3);
+        return 1;
+    }
     return 0;
 }
 
-int Painter::onKey(int, int, int) { return 0; }
+int Painter::onMouseWheel(int wheel, int direction, int x, int y) {
+    currentTool->onMouseWheel(wheel, direction, x, y);
+    zoomAt(direction > 0, x, y, 1.3f);
+    return 1;
+}
 
-int Painter::onMouseWheel(int, int, int, int) { return 1; }
+int Painter::onDoubleClick(int x, int y) { return currentTool->onDoubleClick(x, y); }
 
-int Painter::onDoubleClick(int, int) { return 0; }
-
-bool Painter::update(int, int, int) { return true; }
+bool Painter::update(int elapsedMs, int originX, int originY) {
+    Tool* tool = application->interactionMode == kModeRotation ? tools[3].get() : currentTool;
+    return tool->update(elapsedMs, originX, originY);
+}
 
 // ---- frame -----------------------------------------------------------------
 
 void Painter::draw() {
-    glFinish();
-    glFlush();
+    canvas->strokeFrame(gHistory.replayPending);
     // After an undo: restore the snapshot and execute the later actions again.
     gHistory.replayIfPending();
     glViewport(static_cast<GLint>(renderArea.x), static_cast<GLint>(renderArea.y),
@@ -134,6 +214,8 @@ void Painter::draw() {
         canvas->color[1] = rgba[1];
         canvas->color[2] = rgba[2];
     }
+    for (auto& tool : tools)
+        if (tool->isActive()) tool->drawToolOverlay();
     glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
 }
 
@@ -167,29 +249,44 @@ void setZoomFilters(float zoom) {
 } // namespace
 
 void Painter::drawLayers(float x, float y, float width, float height, bool withTools) {
-    (void)withTools; // tools draw on the canvas once they exist
     const float s = viewScale();
     const int current = layers->current;
     for (int i = 0; i < current; ++i) {
         const Layer& l = layers->layers[static_cast<size_t>(i)];
         if (l.visible) drawLayer(l, x, y, width, height, s);
     }
-    const Layer& cur = layers->layers[static_cast<size_t>(current)];
-    if (cur.visible) {
-        setBlendForMode(cur.blendMode);
-        const float o = cur.opacity / 100.0f;
-        glBindTexture(GL_TEXTURE_2D, canvas->currentLayerSurface().textureId);
-        setZoomFilters(s);
-        glColor4f(o, o, o, o);
-        drawQuad(x, y, width, height);
-        glBindTexture(GL_TEXTURE_2D, 0);
-    }
+    if (layers->layers[static_cast<size_t>(current)].visible) drawCurrentLayer(x, y, width, height, s);
     glBlendFunc(GL_ONE, GL_ONE_MINUS_SRC_ALPHA);
+    if (withTools)
+        for (auto& tool : tools)
+            if (tool->isActive()) tool->drawOnCanvas();
     for (int i = current + 1; i < layers->count(); ++i) {
         const Layer& l = layers->layers[static_cast<size_t>(i)];
         if (l.visible) drawLayer(l, x, y, width, height, s);
     }
     glColor4f(1, 1, 1, 1);
+}
+
+// The current layer lives in its surface. While a paint stroke is made, the
+// window shows the merge of stroke and layer that the end of the stroke will
+// write, without touching the layer.
+void Painter::drawCurrentLayer(float x, float y, float width, float height, float zoom) {
+    const Layer& cur = layers->currentLayer();
+    setBlendForMode(cur.blendMode);
+    const float o = cur.opacity / 100.0f;
+    const Brush& brush = canvas->brush;
+    if (brush.mode == kBrushModePaint && canvas->currentAction()) {
+        if (canvas->strokeBuffer.updated)
+            drawStrokePreview(brush, {canvas->color[0], canvas->color[1], canvas->color[2]},
+                              canvas->strokeBuffer.textureId, canvas->currentLayerSurface().textureId, o, zoom, x,
+                              y, width, height);
+        return;
+    }
+    glBindTexture(GL_TEXTURE_2D, canvas->currentLayerSurface().textureId);
+    setZoomFilters(zoom);
+    glColor4f(o, o, o, o);
+    drawQuad(x, y, width, height);
+    glBindTexture(GL_TEXTURE_2D, 0);
 }
 
 void Painter::drawLayer(const Layer& layer, float x, float y, float width, float height, float zoom) {

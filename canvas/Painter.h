@@ -2,6 +2,9 @@
 // Stands between input and the canvas: maps window to canvas coordinates,
 // routes pointer events by the interaction mode and runs the per-frame work
 // on the surfaces.
+#include <array>
+#include <memory>
+
 #include "core/InputListener.h"
 #include "core/Math.h"
 #include "core/RenderArea.h"
@@ -11,6 +14,7 @@ class Camera;
 class Canvas;
 class MultiLayeredImage;
 struct Layer;
+class Tool;
 
 class Painter : public InputListener {
 public:
@@ -38,6 +42,9 @@ public:
     // Moves the picture with the pointer, in any rotation.
     void pan(int x, int y);
 
+    // Makes tools[index] current; see the tool table for the numbers.
+    void selectTool(int index);
+
     void drawCanvas(float x, float y, float width, float height, bool withTools);
     void drawLayers(float x, float y, float width, float height, bool withTools);
     void drawLayer(const Layer& layer, float x, float y, float width, float height, float zoom);
@@ -51,7 +58,15 @@ public:
     RenderArea renderArea;
     bool pickRequested = false;
     int pickX = 0, pickY = 0;
+    Tool* currentTool; // non-owning, into tools
+    // 0 default, 1 brush, 2 eraser, 3 rotation, 4 perspective, 5 crop,
+    // 6 selection, 7 transform, 8 gradient, 9 bucket fill, 10 shape,
+    // 11 mirror, 12 colour picker.
+    std::array<std::unique_ptr<Tool>, 13> tools;
 
 private:
     float viewScale() const;
+    // The tool that gets pointer input in the current interaction mode, or null.
+    Tool* routedTool() const;
+    void drawCurrentLayer(float x, float y, float width, float height, float zoom);
 };

@@ -1,5 +1,6 @@
 #include "core/Globals.h"
 
+#include "brush/BrushTips.h"
 #include "canvas/Canvas.h"
 #include "canvas/MultiLayeredImage.h"
 #include "canvas/Painter.h"
@@ -15,6 +16,7 @@ Canvas& gCanvas = *gApp->canvas;
 MultiLayeredImage& gLayers = *gApp->layers;
 Painter& gPainter = *gApp->painter;
 History& gHistory = *gApp->history;
+BrushTipTable& gBrushTips = *gApp->brushTips;
 
 float GuiScale = 1.0f;
 float gGuiColor[4] = {0.52156866f, 0.5764706f, 0.5764706f, 0.9f};

@@ -8,6 +8,7 @@ class Canvas;
 class MultiLayeredImage;
 class Painter;
 class History;
+class BrushTipTable;
 
 extern PaintingApplication* gApp;
 extern Camera& gCamera;
@@ -16,6 +17,7 @@ extern Canvas& gCanvas;
 extern MultiLayeredImage& gLayers;
 extern Painter& gPainter;
 extern History& gHistory;
+extern BrushTipTable& gBrushTips;
 
 // 1.0, or the window's DPI / 96. Widget sizes are given at 96 dpi and scaled by it.
 extern float GuiScale;

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdio>
 
+#include "brush/BrushTips.h"
 #include "canvas/Canvas.h"
 #include "canvas/MultiLayeredImage.h"
 #include "canvas/Painter.h"
@@ -13,6 +14,7 @@
 #include "core/InputState.h"
 #include "core/MainLoop.h"
 #include "history/History.h"
+#include "tools/Tool.h"
 #include "platform/X11Window.h"
 #include "platform/Settings.h"
 
@@ -30,15 +32,22 @@ void PaintingApplicationOptions::reset() {
 }
 
 PaintingApplication::PaintingApplication()
-    : canvas(std::make_unique<Canvas>(1024, 768)), layers(std::make_unique<MultiLayeredImage>()) {
+    : canvas(std::make_unique<Canvas>(1024, 768)), layers(std::make_unique<MultiLayeredImage>()),
+      history(std::make_unique<History>(canvas.get(), *layers)), brushTips(std::make_unique<BrushTipTable>()) {
+    canvas->attach(history.get(), brushTips.get());
     painter = std::make_shared<Painter>(renderArea.width, renderArea.height, &camera, canvas.get(), layers.get(),
                                         this);
-    history = std::make_unique<History>(canvas.get(), *layers);
 }
 
 PaintingApplication::~PaintingApplication() = default;
 
-void PaintingApplication::init() { Application::init(); }
+void PaintingApplication::init() {
+    Application::init();
+    // Both brushes start at the default size; the eraser keeps a copy of its own.
+    canvas->brush.size = getOptions().defaultBrushSize;
+    canvas->toolBrushes[0] = canvas->brush;
+    canvas->toolBrushes[1] = canvas->brush;
+}
 
 void PaintingApplication::createOptions() { options = std::make_unique<PaintingApplicationOptions>(); }
 
@@ -149,19 +158,15 @@ void PaintingApplication::panView(float dx, float dy) {
 
 void PaintingApplication::drawCursor() {
     if (!cursorDrawing) return;
-    // Tools draw their own cursors once they exist; until then, and in every
-    // mode without a tool cursor, a filled white arrow at the pointer.
     RenderAreaProjection projection(renderArea.width, renderArea.height);
-    glPushAttrib(GL_ENABLE_BIT | GL_CURRENT_BIT | GL_COLOR_BUFFER_BIT);
-    glDisable(GL_TEXTURE_2D);
-    glEnable(GL_BLEND);
-    glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
-    const float x = static_cast<float>(gInputState.mouseX), y = static_cast<float>(gInputState.mouseY);
-    glColor4f(1, 1, 1, 1);
-    glBegin(GL_TRIANGLES);
-    glVertex2f(x, y);
-    glVertex2f(x + 5, y - 15);
-    glVertex2f(x + 14, y - 8);
-    glEnd();
+    glPushAttrib(GL_ENABLE_BIT | GL_CURRENT_BIT | GL_COLOR_BUFFER_BIT | GL_TEXTURE_BIT);
+    const int x = gInputState.mouseX, y = gInputState.mouseY;
+    switch (Application::interactionMode) {
+    case kModePanning: painter->tools[6]->drawCursor(x, y); break;
+    case kModeRotation: painter->tools[3]->drawCursor(x, y); break;
+    case kModeTool: painter->currentTool->drawCursor(x, y); break;
+    case kModePicking: painter->tools[12]->drawCursor(x, y); break;
+    default: drawDefaultCursor(x, y); break;
+    }
     glPopAttrib();
 }

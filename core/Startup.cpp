@@ -13,7 +13,10 @@
 #include "canvas/MultiLayeredImage.h"
 #include "canvas/Painter.h"
 #include "canvas/Shaders.h"
+#include "canvas/TipTextures.h"
 #include "canvas/ViewMath.h"
+#include "brush/BrushTips.h"
+#include "history/BrushStrokeAction.h"
 #include "core/Globals.h"
 #include "core/InputCallbacks.h"
 #include "core/InputDispatcher.h"
@@ -21,6 +24,7 @@
 #include "core/MainLoop.h"
 #include "core/PaintingApplication.h"
 #include "core/WindowPlacement.h"
+#include "tools/Tool.h"
 #include "platform/ErrorBox.h"
 #include "platform/Paths.h"
 #include "platform/Settings.h"
@@ -141,6 +145,7 @@ void registerCallbacks() {
 
 void makeBlankImage(int width, int height) {
     gCanvas.resize(width, height, gLayers);
+    for (auto& tool : gPainter.tools) tool->onCanvasCreated(width, height);
     gCanvas.clearCurrentSurface(0, 0, 0, 0);
     gCanvas.clearStrokeBuffer();
     fitCameraNow();
@@ -160,6 +165,10 @@ int runProgram(const CommandLine& commandLine) {
     gPainter.renderArea.width = gRenderArea.width;
     gPainter.renderArea.height = gRenderArea.height;
     fitCameraNow();
+    gCanvas.brush.SizeFollowsPressure = false;
+    gCanvas.brush.FlowFollowsPressure = true;
+    loadBrushTips(gBrushTips);
+    setDabSink(&gCanvas);
     gInputState.reset();
     setInputHost(gApp);
     InputDispatcher::instance().add(gApp->painter);

@@ -155,6 +155,25 @@ void AppSession::moveMouse(int x, int y) {
     if (std::system(cmd.str().c_str()) != 0) std::fprintf(stderr, "xdotool failed: %s\n", cmd.str().c_str());
 }
 
+void AppSession::xdotool(const std::string& args) {
+    const std::string cmd = "xdotool " + args;
+    if (std::system(cmd.c_str()) != 0) std::fprintf(stderr, "xdotool failed: %s\n", cmd.c_str());
+}
+
+void AppSession::drag(const std::vector<std::pair<int, int>>& points, int stepDelayMs) {
+    if (points.empty()) return;
+    moveMouse(points[0].first, points[0].second);
+    sleepMs(40);
+    xdotool("mousedown 1");
+    sleepMs(40);
+    for (size_t i = 1; i < points.size(); ++i) {
+        moveMouse(points[i].first, points[i].second);
+        sleepMs(stepDelayMs);
+    }
+    sleepMs(40);
+    xdotool("mouseup 1");
+}
+
 void AppSession::waitFrames(int frames) { sleepMs(frames * 20 + 50); }
 
 Screenshot AppSession::screenshot() {

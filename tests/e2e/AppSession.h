@@ -33,6 +33,11 @@ public:
 
     // xdotool in window coordinates (y down).
     void moveMouse(int x, int y);
+    // Presses the left button at the first point, moves through the others
+    // (window coordinates, y down) and releases at the last one.
+    void drag(const std::vector<std::pair<int, int>>& points, int stepDelayMs = 15);
+    // Runs xdotool with these arguments (key names, clicks...).
+    void xdotool(const std::string& args);
     // Waits for a few frames of the 20 ms tick.
     void waitFrames(int frames = 10);
     Screenshot screenshot();

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstdlib>
 
 #include "e2e/AppSession.h"
@@ -9,12 +10,11 @@ bool isGrey(const uint8_t* p, int level, int tolerance = 2) {
     return std::abs(p[0] - level) <= tolerance && std::abs(p[1] - level) <= tolerance &&
            std::abs(p[2] - level) <= tolerance;
 }
-bool isWhite(const uint8_t* p) { return p[0] >= 250 && p[1] >= 250 && p[2] >= 250; }
 } // namespace
 
 // A fresh start shows the blank default canvas fitted to the window: grey
 // surround, the checkerboard in 10-pixel squares where the canvas is
-// transparent, and the program's own arrow at the pointer.
+// transparent, and the program's own cursor (the brush outline) at the pointer.
 TEST(WindowE2E, BlankCanvasOverCheckerboardWithDrawnCursor) {
     AppSession app;
     ASSERT_TRUE(app.start()) << app.output();
@@ -58,31 +58,36 @@ TEST(WindowE2E, BlankCanvasOverCheckerboardWithDrawnCursor) {
     EXPECT_GE(changes, 19);
     EXPECT_LE(changes, 21);
 
-    // Cursor: the arrow points up-left from the pointer; its body lies right
-    // of and below the hot spot in screen terms.
-    int white = 0;
-    for (int y = py; y < py + 16; ++y)
-        for (int x = px; x < px + 15; ++x)
-            if (isWhite(shot.at(x, y))) ++white;
-    EXPECT_GT(white, 30);
-    int whiteElsewhere = 0;
+    // Cursor: the brush tool's outline, drawn inverting what lies beneath:
+    // over the 0.4 grey that gives up to 0.6 grey (less where multisampling
+    // shares a thin line between two pixels). A circle of the brush size at
+    // this zoom (50 px * 700 / 768, radius about 23) and a cross at the pointer.
+    const int radius = 50 * 700 / 768 / 2;
+    auto inverted = [](const uint8_t* p) { return p[0] >= 115 && p[0] <= 156 && p[0] == p[1] && p[1] == p[2]; };
+    EXPECT_TRUE(inverted(shot.at(px + 3, py)) || inverted(shot.at(px + 4, py)));
+    EXPECT_TRUE(inverted(shot.at(px, py - 3)) || inverted(shot.at(px, py - 4)));
+    int ring = 0;
+    for (int dy = -radius - 2; dy <= radius + 2; ++dy)
+        for (int dx = -radius - 2; dx <= radius + 2; ++dx) {
+            const int x = px + dx, y = py + dy;
+            if (x < 0 || x >= left) continue;
+            const double d = std::sqrt(double(dx * dx + dy * dy));
+            if (std::fabs(d - radius) < 1.5 && inverted(shot.at(x, y))) ++ring;
+        }
+    EXPECT_GT(ring, 20);
+    int elsewhere = 0;
     for (int y = 10; y < h - 10; y += 3)
         for (int x = 2; x < left - 2; x += 3)
-            if ((y < py - 5 || y > py + 25) && isWhite(shot.at(x, y))) ++whiteElsewhere;
-    EXPECT_EQ(whiteElsewhere, 0);
+            if ((y < py - radius - 4 || y > py + radius + 4) && inverted(shot.at(x, y))) ++elsewhere;
+    EXPECT_EQ(elsewhere, 0);
 
-    // The arrow follows the pointer.
-    app.moveMouse(w - left / 2 - 5, py);
+    // The outline follows the pointer.
+    const int qx = w - left / 2 + 5;
+    app.moveMouse(qx, py);
     app.waitFrames(10);
     Screenshot moved = app.screenshot();
-    int whiteRight = 0, whiteLeft = 0;
-    for (int y = py; y < py + 16; ++y)
-        for (int x = 0; x < 15; ++x) {
-            if (isWhite(moved.at(w - left / 2 - 5 + x, y))) ++whiteRight;
-            if (isWhite(moved.at(px + x, y))) ++whiteLeft;
-        }
-    EXPECT_GT(whiteRight, 30);
-    EXPECT_EQ(whiteLeft, 0);
+    EXPECT_TRUE(inverted(moved.at(qx + 3, py)) || inverted(moved.at(qx + 4, py)));
+    EXPECT_FALSE(inverted(moved.at(px + 3, py)) || inverted(moved.at(px + 4, py)));
 }
 
 // The close button ends the program cleanly and quickly, and it leaves a clean

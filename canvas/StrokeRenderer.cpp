@@ -1,0 +1,147 @@
+#include "canvas/StrokeRenderer.h"
+
+#include <GL/glew.h>
+
+#include "brush/Brush.h"
+#include "brush/BrushTips.h"
+#include "canvas/GlPixels.h"
+#include "canvas/ShaderProgram.h"
+#include "canvas/Shaders.h"
+
+namespace {
+
+void setDabBlend(const Brush& brush) {
+    switch (brush::chooseDabBlend(brush)) {
+    case brush::DabBlend::AdditiveAlpha:
+        glBlendFunc(GL_SRC_ALPHA, GL_ONE);
+        glBlendEquation(GL_FUNC_ADD);
+        break;
+    case brush::DabBlend::PremultipliedOver:
+        glBlendFunc(GL_ONE, GL_ONE_MINUS_SRC_ALPHA);
+        glBlendEquation(GL_FUNC_ADD);
+        break;
+    case brush::DabBlend::Maximum:
+        // Overlapping dabs keep the highest value instead of building up.
+        glBlendEquation(GL_MAX);
+        break;
+    }
+}
+
+// Round dabs: the disc comes from the fragment program, the quad only covers it.
+void stampRound(const brush::Dab& d) {
+    const ShaderProgram& p = d.kind == brush::DabKind::SoftRound ? softDabProgram : hardDabProgram;
+    glUseProgram(p.program);
+    glUniform2f(glGetUniformLocation(p.program, "center"), d.center.x, d.center.y);
+    glUniform1f(glGetUniformLocation(p.program, "radius"), d.radius);
+    if (d.kind == brush::DabKind::SoftRound)
+        glUniform1f(glGetUniformLocation(p.program, "hardness"), d.hardness);
+    glColor4f(d.color[0], d.color[1], d.color[2], d.color[3]);
+    glBegin(GL_QUADS);
+    glVertex2i(d.quadLeft, d.quadBottom);
+    glVertex2i(d.quadRight, d.quadBottom);
+    glVertex2i(d.quadRight, d.quadTop);
+    glVertex2i(d.quadLeft, d.quadTop);
+    glEnd();
+}
+
+void stampTextured(const brush::Dab& d) {
+    glColor4f(d.color[0], d.color[1], d.color[2], d.color[3]);
+    glPushMatrix();
+    glTranslatef(d.center.x, d.center.y, 0);
+    glRotatef(d.angle, 0, 0, 1);
+    if (d.mirrored) {
+        // A reflected copy: the quad runs right to left, so its back faces us.
+        glDisable(GL_CULL_FACE);
+        drawQuad(d.halfWidth, -d.halfHeight, -2 * d.halfWidth, 2 * d.halfHeight);
+        glEnable(GL_CULL_FACE);
+    } else {
+        drawQuad(-d.halfWidth, -d.halfHeight, 2 * d.halfWidth, 2 * d.halfHeight);
+    }
+    glPopMatrix();
+}
+
+} // namespace
+
+void stampDabs(const Brush& brush, std::span<const brush::Dab> dabs, const BrushTipTable& tips) {
+    if (dabs.empty()) return;
+    glPushAttrib(GL_ENABLE_BIT | GL_COLOR_BUFFER_BIT | GL_CURRENT_BIT | GL_TEXTURE_BIT | GL_POLYGON_BIT);
+    glDisable(GL_DEPTH_TEST);
+    glEnable(GL_BLEND);
+    setDabBlend(brush);
+    GLuint boundTip = 0;
+    for (const brush::Dab& d : dabs) {
+        if (d.kind == brush::DabKind::HardRound || d.kind == brush::DabKind::SoftRound) {
+            glDisable(GL_TEXTURE_2D);
+            stampRound(d);
+            continue;
+        }
+        const BrushTip* tip = tips.find(d.tipIndex);
+        if (!tip || !tip->texture) continue; // a tip whose file did not load stamps nothing
+        if (tip->texture != boundTip) {
+            glEnable(GL_TEXTURE_2D);
+            glActiveTexture(GL_TEXTURE0);
+            glBindTexture(GL_TEXTURE_2D, tip->texture);
+            boundTip = tip->texture;
+        }
+        const ShaderProgram& p = d.kind == brush::DabKind::TexturedDry ? dabDryProgram : dabTextureProgram;
+        glUseProgram(p.program);
+        glUniform1i(glGetUniformLocation(p.program, "tex"), 0);
+        stampTextured(d);
+    }
+    glUseProgram(0);
+    glBindTexture(GL_TEXTURE_2D, 0);
+    glBlendEquation(GL_FUNC_ADD);
+    glPopAttrib();
+}
+
+namespace {
+const ShaderProgram& compositeProgram(const Brush& brush) {
+    switch (brush::chooseCompositeProgram(brush)) {
+    case brush::CompositeProgram::Erase: return eraseProgram;
+    case brush::CompositeProgram::StrokeSmooth: return strokeSmoothProgram;
+    case brush::CompositeProgram::StrokeOverColors: return strokeOverColorsProgram;
+    case brush::CompositeProgram::StrokeOver: break;
+    }
+    return strokeOverProgram;
+}
+
+const ShaderProgram& previewProgram(const Brush& brush) {
+    if (brush.antialias == 1) return strokeSmoothPreviewProgram;
+    if (brush.hasFlag(kBrushFlagColorDynamics)) return strokePreviewColorsProgram;
+    return strokePreviewProgram;
+}
+} // namespace
+
+void drawStrokeComposite(const Brush& brush, brush::Rgb color, unsigned strokeTexture, unsigned canvasTexture,
+                         int width, int height) {
+    const ShaderProgram& p = compositeProgram(brush);
+    glPushAttrib(GL_ENABLE_BIT | GL_COLOR_BUFFER_BIT | GL_CURRENT_BIT | GL_TEXTURE_BIT);
+    glDisable(GL_DEPTH_TEST);
+    glDisable(GL_BLEND);
+    glUseProgram(p.program);
+    glUniform1i(glGetUniformLocation(p.program, "strokeTex"), 0);
+    glUniform1i(glGetUniformLocation(p.program, "canvasTex"), 1);
+    bindTwoTextures(strokeTexture, canvasTexture);
+    glColor4f(color.r, color.g, color.b, brush.opacity);
+    drawQuad(0.0f, 0.0f, static_cast<float>(width), static_cast<float>(height));
+    unbindTwoTextures();
+    glUseProgram(0);
+    glPopAttrib();
+}
+
+void drawStrokePreview(const Brush& brush, brush::Rgb color, unsigned strokeTexture, unsigned layerTexture,
+                       float layerOpacity, float zoom, float x, float y, float width, float height) {
+    const ShaderProgram& p = previewProgram(brush);
+    glUseProgram(p.program);
+    glUniform1i(glGetUniformLocation(p.program, "strokeTex"), 0);
+    glUniform1i(glGetUniformLocation(p.program, "canvasTex"), 1);
+    glUniform1f(glGetUniformLocation(p.program, "layerOpacity"), layerOpacity);
+    bindTwoTextures(strokeTexture, layerTexture);
+    // Unit 0 is active after the bind: the stroke follows the zoom filters.
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, magnificationFilterForZoom(zoom));
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
+    glColor4f(color.r, color.g, color.b, brush.opacity);
+    drawQuad(x, y, width, height);
+    unbindTwoTextures();
+    glUseProgram(0);
+}

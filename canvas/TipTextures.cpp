@@ -1,0 +1,38 @@
+#include "canvas/TipTextures.h"
+
+#include <GL/glew.h>
+
+#include <cstdio>
+
+#include "brush/BrushTips.h"
+#include "platform/Paths.h"
+
+void uploadTipTextures(BrushTipTable& tips) {
+    for (const BrushTip& t : tips.tips()) {
+        if (!t.hasPixels() || t.texture) continue;
+        BrushTip* tip = tips.find(t.id);
+        GLuint name = 0;
+        glGenTextures(1, &name);
+        glBindTexture(GL_TEXTURE_2D, name);
+        const GLint filter = tip->linearFilter ? GL_LINEAR : GL_NEAREST;
+        glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, filter);
+        glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, filter);
+        const GLint wrap = tip->linearFilter ? GL_REPEAT : GL_CLAMP_TO_EDGE;
+        glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, wrap);
+        glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, wrap);
+        glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, tip->width, tip->height, 0, GL_RGBA, GL_UNSIGNED_BYTE,
+                     tip->pixels.data());
+        glBindTexture(GL_TEXTURE_2D, 0);
+        tip->texture = name;
+    }
+}
+
+void loadBrushTips(BrushTipTable& tips) {
+    tips.textureDeleter = [](uint32_t texture) {
+        GLuint name = texture;
+        glDeleteTextures(1, &name);
+    };
+    const size_t count = tips.build(platform::dataDir() + "/brushes", platform::userDataDir() + "/brushes");
+    if (count <= 1) std::fprintf(stderr, "no brush tips found in %s/brushes\n", platform::dataDir().c_str());
+    uploadTipTextures(tips);
+}

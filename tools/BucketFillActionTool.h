@@ -1,0 +1,10 @@
+#pragma once
+// Flood fill. For now the tool takes its place in the painter's
+// table and announces itself; its behaviour comes with its own work.
+#include "tools/Tool.h"
+#include "tools/ToolMessages.h"
+
+class BucketFillActionTool : public Tool {
+public:
+    using Tool::Tool;
+};

@@ -1,0 +1,14 @@
+#pragma once
+// Crops and resizes the image. For now the tool takes its place in the painter's
+// table and announces itself; its behaviour comes with its own work.
+#include "tools/Tool.h"
+#include "tools/ToolMessages.h"
+
+class CropTool : public Tool {
+public:
+    using Tool::Tool;
+    void activate() override {
+        Tool::activate();
+        announce("crop mode");
+    }
+};

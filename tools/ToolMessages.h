@@ -1,0 +1,3 @@
+#pragma once
+// The status line, for tools that announce themselves on activation.
+void announce(const char* text);
