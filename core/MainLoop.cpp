@@ -15,6 +15,9 @@
 #include "history/History.h"
 #include "platform/Clock.h"
 #include "platform/X11Window.h"
+#include "widgets/Animator.h"
+#include "widgets/GUI.h"
+#include "widgets/GuiRoot.h"
 
 namespace mainloop {
 
@@ -36,7 +39,9 @@ void tick(int period) {
     gLastTickTime = now;
     // Key and button flags, pen expiry, XInput2 packets.
     pollInput();
+    if (gGui) gGui->update(elapsed, 0, 0);
     gPainter.update(elapsed, 0, 0);
+    AnimatorRegistry::instance().tick();
 }
 
 void slowTick(int period) {
@@ -56,6 +61,7 @@ void reshape(int width, int height) {
     gCamera.fieldOfView = 1.5707964f;
     gPainter.renderArea.width = static_cast<float>(width);
     gPainter.renderArea.height = static_cast<float>(height);
+    if (gGui) gGui->update(0, 0, 0);
 }
 
 void display() {
@@ -64,6 +70,7 @@ void display() {
     gPainter.draw();
     gPainter.pickRequested = false;
     glViewport(0, 0, static_cast<GLsizei>(gRenderArea.width), static_cast<GLsizei>(gRenderArea.height));
+    if (gGui) gGui->draw(1.0f);
     gApp->drawCursor();
     // Queued actions (the fill of a new picture) show from the next frame.
     gHistory.runQueuedActions();

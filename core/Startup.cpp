@@ -30,6 +30,8 @@
 #include "platform/Settings.h"
 #include "platform/SharedGlContext.h"
 #include "platform/X11Window.h"
+#include "widgets/GUI.h"
+#include "widgets/GuiRoot.h"
 
 namespace {
 
@@ -171,6 +173,9 @@ int runProgram(const CommandLine& commandLine) {
     setDabSink(&gCanvas);
     gInputState.reset();
     setInputHost(gApp);
+    // The interface gets events before the canvas.
+    createGuiRoot(&gRenderArea);
+    if (widgetDemoRequested()) buildWidgetDemo(*gGui);
     InputDispatcher::instance().add(gApp->painter);
     gApp->setTitle("unnamed_image", "");
     ensureFramebufferTested();
