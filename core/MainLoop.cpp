@@ -13,6 +13,7 @@
 #include "core/Globals.h"
 #include "core/InputCallbacks.h"
 #include "core/PaintingApplication.h"
+#include "history/History.h"
 #include "platform/Clock.h"
 #include "platform/X11Window.h"
 #include "widgets/Animator.h"
@@ -80,6 +81,8 @@ void display() {
     if (gGui && !gApp->Application::busy) gGui->draw(1.0f);
     gApp->drawCursor();
     drawStatusLines();
+    // Queued actions (the fill of a new picture) show from the next frame.
+    gHistory.runQueuedActions();
     glutSwapBuffers();
 }
 

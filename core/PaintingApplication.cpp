@@ -33,7 +33,7 @@ void PaintingApplicationOptions::reset() {
 
 PaintingApplication::PaintingApplication()
     : canvas(std::make_unique<Canvas>(1024, 768)), layers(std::make_unique<MultiLayeredImage>()),
-      history(std::make_unique<History>()), brushTips(std::make_unique<BrushTipTable>()) {
+      history(std::make_unique<History>(canvas.get(), *layers)), brushTips(std::make_unique<BrushTipTable>()) {
     canvas->attach(history.get(), brushTips.get());
     painter = std::make_shared<Painter>(renderArea.width, renderArea.height, &camera, canvas.get(), layers.get(),
                                         this);
@@ -134,8 +134,13 @@ void PaintingApplication::engageAxisLock(int x, int y) {
     }
 }
 
-void PaintingApplication::unconsumedKey(int) {
-    // Built-in keys and commands arrive with the key bindings.
+void PaintingApplication::unconsumedKey(int code) {
+    // Undo and redo until the command system binds them; both rest while the
+    // transform tool (index 7) holds a picture.
+    constexpr int kCtrlY = 0x859, kCtrlZ = 0x85A, kTransformTool = 7;
+    if (currentToolIndex_ == kTransformTool) return;
+    if (code == kCtrlZ) history->undo();
+    else if (code == kCtrlY) history->redo();
 }
 
 void PaintingApplication::zoomAt(bool zoomIn, int x, int y, float factor) { painter->zoomAt(zoomIn, x, y, factor); }
