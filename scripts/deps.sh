@@ -9,6 +9,7 @@ PACKAGES=(
   libglew-dev freeglut3-dev libx11-dev libxi-dev
   libfreetype-dev libfontconfig-dev fonts-dejavu-core
   libboost-filesystem-dev libboost-system-dev libtinyxml-dev libpng-dev
+  libjpeg-dev libtiff-dev libraw-dev libstb-dev
   libgtest-dev libgmock-dev
   xvfb xauth xdotool
 )

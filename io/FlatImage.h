@@ -1,0 +1,21 @@
+#pragma once
+// The picture as one flat image for "save image": composed on the card and
+// read back in canvas form (premultiplied RGBA, row 0 at the bottom).
+// Needs the canvas surfaces and a current GL context; changes no layer,
+// no surface and no index of the canvas.
+#include <cstdint>
+#include <string>
+#include <vector>
+
+class Canvas;
+class MultiLayeredImage;
+
+// ".JPG" and ".BMP" hold no alpha: their flat image is composed over black.
+bool flatImageKeepsAlpha(const std::string& path);
+
+// keepAlpha: one layer gives the current surface as it is; more are merged
+// down from the top as the layer merge does it (hidden layers count with
+// opacity 0, blend modes play no part). Without alpha: every visible layer
+// is drawn bottom to top over opaque black with its blend mode and opacity,
+// as the frame draws it. Empty on failure.
+std::vector<uint8_t> flatImagePixels(Canvas& canvas, const MultiLayeredImage& layers, bool keepAlpha);

@@ -1,0 +1,151 @@
+// BMP and TGA through Debian's compiled stb_image and stb_image_write. stb
+// reads past the end of a short file as zeros, so the layout of each file
+// is walked here first: a file too short for what its header says fails.
+#include <stb_image.h>
+#include <stb_image_write.h>
+
+#include <cstdlib>
+#include <cstring>
+
+#include "io/Codecs.h"
+
+namespace codec {
+namespace {
+
+uint32_t le16(Bytes d, size_t at) { return d[at] | (d[at + 1] << 8); }
+uint32_t le32(Bytes d, size_t at) {
+    return d[at] | (d[at + 1] << 8) | (d[at + 2] << 16) | (static_cast<uint32_t>(d[at + 3]) << 24);
+}
+
+struct Layout {
+    DecodeStatus status = DecodeStatus::Ok;
+    int64_t width = 0, height = 0;
+};
+
+Layout checkBmp(Bytes d, const DecodeLimits& limits, std::string& detail) {
+    if (d.size() < 26 || d[0] != 'B' || d[1] != 'M') return {DecodeStatus::Damaged};
+    const uint32_t offset = le32(d, 10);
+    const uint32_t headerSize = le32(d, 14);
+    Layout l;
+    uint32_t bits = 0, compression = 0;
+    if (headerSize == 12) {
+        l.width = le16(d, 18);
+        l.height = le16(d, 20);
+        bits = le16(d, 24);
+    } else if (headerSize >= 40 && d.size() >= 34) {
+        l.width = static_cast<int32_t>(le32(d, 18));
+        l.height = static_cast<int32_t>(le32(d, 22)); // negative: rows top-down
+        bits = le16(d, 28);
+        compression = le32(d, 30);
+    } else {
+        detail = "BMP header of unknown size";
+        return {DecodeStatus::Damaged};
+    }
+    if (l.height < 0) l.height = -l.height;
+    if (!limits.accepts(l.width, l.height)) {
+        detail = "BMP header claims " + std::to_string(l.width) + " x " + std::to_string(l.height);
+        return {DecodeStatus::TooLarge, l.width, l.height};
+    }
+    if (bits != 1 && bits != 4 && bits != 8 && bits != 16 && bits != 24 && bits != 32) {
+        detail = "BMP of " + std::to_string(bits) + " bits a pixel";
+        return {DecodeStatus::Damaged};
+    }
+    // Uncompressed and bit-field files have a known size; stb refuses the rest.
+    if (compression == 0 || compression == 3) {
+        const int64_t stride = (l.width * bits + 31) / 32 * 4;
+        if (static_cast<int64_t>(offset) + stride * l.height > static_cast<int64_t>(d.size())) {
+            detail = "BMP pixel data ends early";
+            return {DecodeStatus::Damaged};
+        }
+    }
+    return l;
+}
+
+Layout checkTga(Bytes d, const DecodeLimits& limits, std::string& detail) {
+    if (d.size() < 18) return {DecodeStatus::Damaged};
+    const uint32_t idLength = d[0], mapType = d[1], type = d[2];
+    const uint32_t mapLength = le16(d, 5), mapBits = d[7], bits = d[16];
+    Layout l{DecodeStatus::Ok, le16(d, 12), le16(d, 14)};
+    const bool known = type == 1 || type == 2 || type == 3 || type == 9 || type == 10 || type == 11;
+    if (!known || mapType > 1 || (bits != 8 && bits != 15 && bits != 16 && bits != 24 && bits != 32)) {
+        detail = "TGA header of an unknown kind";
+        return {DecodeStatus::Damaged};
+    }
+    if (!limits.accepts(l.width, l.height)) {
+        detail = "TGA header claims " + std::to_string(l.width) + " x " + std::to_string(l.height);
+        return {DecodeStatus::TooLarge, l.width, l.height};
+    }
+    const int64_t pixelBytes = (bits + 7) / 8;
+    size_t at = 18 + idLength + (mapType ? mapLength * ((mapBits + 7) / 8) : 0);
+    const int64_t pixels = l.width * l.height;
+    if (type < 9) {
+        if (static_cast<int64_t>(at) + pixels * pixelBytes > static_cast<int64_t>(d.size())) {
+            detail = "TGA pixel data ends early";
+            return {DecodeStatus::Damaged};
+        }
+        return l;
+    }
+    // Run-length packets: a header byte, then one value or `count` values.
+    for (int64_t done = 0; done < pixels;) {
+        if (at >= d.size()) {
+            detail = "TGA runs end early";
+            return {DecodeStatus::Damaged};
+        }
+        const uint8_t header = d[at++];
+        const int64_t count = (header & 0x7f) + 1;
+        at += static_cast<size_t>((header & 0x80) ? pixelBytes : count * pixelBytes);
+        done += count;
+    }
+    if (at > d.size()) {
+        detail = "TGA runs end early";
+        return {DecodeStatus::Damaged};
+    }
+    return l;
+}
+
+DecodeStatus loadWithStb(Bytes data, const Layout& layout, RawPicture& out, std::string& detail) {
+    if (data.size() > static_cast<size_t>(INT32_MAX)) return DecodeStatus::TooLarge;
+    int width = 0, height = 0, channels = 0;
+    stbi_uc* pixels =
+        stbi_load_from_memory(data.data(), static_cast<int>(data.size()), &width, &height, &channels, 4);
+    if (!pixels) {
+        const char* reason = stbi_failure_reason();
+        detail = reason ? reason : "stb_image refused the data";
+        return DecodeStatus::Damaged;
+    }
+    if (width != layout.width || height != layout.height) {
+        stbi_image_free(pixels);
+        detail = "decoded size differs from the header";
+        return DecodeStatus::Damaged;
+    }
+    out.width = width;
+    out.height = height;
+    out.channels = channels == 4 || channels == 2 ? 4 : 3;
+    out.premultiplied = false;
+    out.pixels.assign(pixels, pixels + static_cast<size_t>(width) * static_cast<size_t>(height) * 4);
+    stbi_image_free(pixels);
+    return DecodeStatus::Ok;
+}
+
+} // namespace
+
+DecodeStatus decodeBmp(Bytes data, const DecodeLimits& limits, RawPicture& out, std::string& detail) {
+    const Layout layout = checkBmp(data, limits, detail);
+    if (layout.status != DecodeStatus::Ok) return layout.status;
+    return loadWithStb(data, layout, out, detail);
+}
+
+DecodeStatus decodeTga(Bytes data, const DecodeLimits& limits, RawPicture& out, std::string& detail) {
+    const Layout layout = checkTga(data, limits, detail);
+    if (layout.status != DecodeStatus::Ok) return layout.status;
+    return loadWithStb(data, layout, out, detail);
+}
+
+bool encodeBmp(const std::string& path, const uint8_t* rgba, int32_t width, int32_t height) {
+    // BMP holds no alpha here: the flat image for it was composed over black.
+    std::vector<uint8_t> rgb(static_cast<size_t>(width) * static_cast<size_t>(height) * 3);
+    for (size_t i = 0, n = rgb.size() / 3; i < n; ++i) std::memcpy(&rgb[i * 3], rgba + i * 4, 3);
+    return stbi_write_bmp(path.c_str(), width, height, 3, rgb.data()) != 0;
+}
+
+} // namespace codec
