@@ -30,7 +30,7 @@ struct ScratchSurface {
 GLuint layerTexture(Canvas& canvas, const MultiLayeredImage& layers, int index) {
     // The current layer's pixels live in its surface; its texture may be stale.
     return index == layers.current ? canvas.currentLayerSurface().textureId
-                                   : layers.layers[static_cast<size_t>(index)].texture;
+                                   : layers.layers[static_cast<size_t>(index)].textureId;
 }
 
 float layerOpacity(const Layer& layer) { return layer.visible ? layer.opacity / 100.0f : 0.0f; }
