@@ -10,6 +10,7 @@
 #include "canvas/ViewMath.h"
 #include "core/Application.h"
 #include "core/Camera.h"
+#include "core/CommandList.h"
 #include "core/Globals.h"
 #include "core/InputDispatcher.h"
 #include "core/InputState.h"
@@ -175,7 +176,7 @@ int Painter::onKey(int key, int x, int y) {
         selectTool(3);
         return 1;
     }
-    return 0;
+    return commands::runMatching(commands, key);
 }
 
 int Painter::onMouseWheel(int wheel, int direction, int x, int y) {

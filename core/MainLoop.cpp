@@ -9,8 +9,10 @@
 
 #include "canvas/Canvas.h"
 #include "canvas/Painter.h"
+#include "core/CommandList.h"
 #include "core/Globals.h"
 #include "core/InputCallbacks.h"
+#include "core/InputState.h"
 #include "core/PaintingApplication.h"
 #include "platform/Clock.h"
 #include "platform/X11Window.h"
@@ -35,6 +37,8 @@ void tick(int period) {
     gLastTickTime = now;
     // Key and button flags, pen expiry, XInput2 packets.
     pollInput();
+    // Held keys choose the interaction mode; a mode change ends a stroke.
+    commands::offerModifierMask(*gApp, gInputState, gCanvas);
     gPainter.update(elapsed, 0, 0);
 }
 

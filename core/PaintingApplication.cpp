@@ -10,6 +10,7 @@
 #include "canvas/MultiLayeredImage.h"
 #include "canvas/Painter.h"
 #include "canvas/Projection.h"
+#include "core/CommandList.h"
 #include "core/Globals.h"
 #include "core/InputState.h"
 #include "core/MainLoop.h"
@@ -134,9 +135,7 @@ void PaintingApplication::engageAxisLock(int x, int y) {
     }
 }
 
-void PaintingApplication::unconsumedKey(int) {
-    // Built-in keys and commands arrive with the key bindings.
-}
+void PaintingApplication::unconsumedKey(int code) { commands::runUnconsumedKey(*this, *painter, code); }
 
 void PaintingApplication::zoomAt(bool zoomIn, int x, int y, float factor) { painter->zoomAt(zoomIn, x, y, factor); }
 

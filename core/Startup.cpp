@@ -17,6 +17,7 @@
 #include "canvas/ViewMath.h"
 #include "brush/BrushTips.h"
 #include "history/BrushStrokeAction.h"
+#include "core/CommandList.h"
 #include "core/Globals.h"
 #include "core/InputCallbacks.h"
 #include "core/InputDispatcher.h"
@@ -173,6 +174,7 @@ int runProgram(const CommandLine& commandLine) {
     setInputHost(gApp);
     InputDispatcher::instance().add(gApp->painter);
     gApp->setTitle("unnamed_image", "");
+    commands::createCommands(*gApp, gPainter);
     ensureFramebufferTested();
 
     const PaintingApplicationOptions& o = gApp->getOptions();

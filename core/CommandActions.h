@@ -1,0 +1,43 @@
+#pragma once
+// What the commands and the built-in keys do. Targets that the program does
+// not have yet go through notAvailableYet, so each one is a single place to
+// fill in later.
+#include <cstdint>
+
+class Camera;
+class Canvas;
+class PaintingApplication;
+class Painter;
+struct RenderArea;
+
+namespace commands {
+
+// size times factor, at least one more than size, at most maximum.
+int increasedBrushSize(int size, float factor, int maximum);
+// size divided by factor, at least 1.
+int decreasedBrushSize(int size, float factor);
+
+// Shows "<what>: not available yet" as a notification. Returns 1 (consumed).
+int notAvailableYet(PaintingApplication& app, const char* what);
+
+// Steps the active brush by 1.3 and shows "brush size: %d". Returns 1.
+int stepBrushSize(PaintingApplication& app, Canvas& canvas, bool larger);
+
+// The zoom in percent that a camera height gives in a render area of height h.
+int zoomPercentForHeight(float renderHeight, float cameraHeight);
+// Camera back to the fitted view, unrotated and centred. Returns the target
+// camera height. The view jumps there: the eased move comes with the animators.
+float fitToWindow(Painter& painter);
+// The same with one canvas pixel per window pixel.
+float zoomTo100(Painter& painter);
+
+// Undo and redo of the history; both rest while the transform tool holds a
+// picture (tool 7). False when nothing happened.
+bool undoLastStep(PaintingApplication& app);
+bool redoLastStep(PaintingApplication& app);
+
+// The perspective key: clears the grid's flag if set; sets it when the tool
+// is current; otherwise makes the tool current.
+void togglePerspective(PaintingApplication& app, Painter& painter);
+
+} // namespace commands
