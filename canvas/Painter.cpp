@@ -115,8 +115,9 @@ void Painter::zoomAt(bool zoomIn, int x, int y, float factor) {
 }
 
 void Painter::pan(int x, int y) {
-    const float dx = static_cast<float>(gInputState.previousX - x);
-    const float dy = static_cast<float>(gInputState.previousY - y);
+    // The input state still holds the position before this event.
+    const float dx = static_cast<float>(gInputState.mouseX - x);
+    const float dy = static_cast<float>(gInputState.mouseY - y);
     if (dx == 0 && dy == 0) return;
     const float s = viewScale();
     const math::Vec2 d{dx / s, dy / s};

@@ -393,3 +393,20 @@ TEST_F(CommandDispatchTest, LeavingStateModeSwitchesThroughLeaveMode) {
     EXPECT_EQ(mode(), kModeRotation);
     EXPECT_EQ(gInputState.axisLock, 2);
 }
+
+TEST_F(CommandDispatchTest, HeldSpaceDragMovesThePictureWithThePointer) {
+    gCamera.rotation = 90; // the picture follows the pointer in any rotation
+    gCamera.setRotation();
+    dispatchPassiveMotion(300, 200, false);
+    gInputState.space = gInputState.leftButton = true;
+    tick();
+    ASSERT_EQ(mode(), kModePanning);
+    dispatchButton(0, 0, 300, 200, false);
+    const math::Vec2 grabbed = gPainter.windowToCanvas({300, 200});
+    for (int i = 1; i <= 12; ++i) dispatchDrag(300 + 10 * i, 200 - 5 * i, false);
+    const math::Vec2 now = gPainter.windowToCanvas({420, 140});
+    EXPECT_NEAR(now.x, grabbed.x, 0.01f);
+    EXPECT_NEAR(now.y, grabbed.y, 0.01f);
+    dispatchButton(0, 1, 420, 140, false);
+    EXPECT_FALSE(gCanvas.strokeInProgress());
+}
