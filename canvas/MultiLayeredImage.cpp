@@ -1,31 +1,241 @@
 #include "canvas/MultiLayeredImage.h"
 
-void MultiLayeredImage::reset(int width, int height) {
-    for (Layer& l : layers)
-        if (l.texture) glDeleteTextures(1, &l.texture);
-    layers.assign(1, Layer{});
-    layers[0].id = 0;
-    layers[0].width = width;
-    layers[0].height = height;
-    current = 0;
-    nextId = 1;
+#include <algorithm>
+#include <cstdio>
+#include <utility>
+
+#include "canvas/Canvas.h"
+#include "canvas/GlPixels.h"
+#include "canvas/Projection.h"
+#include "canvas/Shaders.h"
+
+// ---- Layer -----------------------------------------------------------------
+
+Layer::Layer(Layer&& other) noexcept
+    : textureId(std::exchange(other.textureId, 0u)), opacity(other.opacity), blendMode(other.blendMode),
+      id(other.id), visible(other.visible), changedSinceSnapshot(other.changedSinceSnapshot),
+      cachedPixels(other.cachedPixels), width(other.width), height(other.height) {}
+
+Layer& Layer::operator=(Layer&& other) noexcept {
+    if (this != &other) {
+        deleteTexture();
+        textureId = std::exchange(other.textureId, 0u);
+        opacity = other.opacity;
+        blendMode = other.blendMode;
+        id = other.id;
+        visible = other.visible;
+        changedSinceSnapshot = other.changedSinceSnapshot;
+        cachedPixels = other.cachedPixels;
+        width = other.width;
+        height = other.height;
+    }
+    return *this;
+}
+
+void Layer::deleteTexture() {
+    if (textureId != 0 && glIsTexture(textureId)) glDeleteTextures(1, &textureId);
+    textureId = 0;
 }
 
 void Layer::setPixels(int w, int h, const unsigned char* pixels) {
-    if (!texture) {
-        glGenTextures(1, &texture);
-        glBindTexture(GL_TEXTURE_2D, texture);
+    if (textureId != 0 && (w != width || h != height)) deleteTexture();
+    if (!textureId) {
+        glGenTextures(1, &textureId);
+        glBindTexture(GL_TEXTURE_2D, textureId);
         glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
         glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
         glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_REPEAT);
         glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_REPEAT);
-        glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, GL_MODULATE);
         glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, w, h, 0, GL_RGBA, GL_UNSIGNED_BYTE, pixels);
     } else {
-        glBindTexture(GL_TEXTURE_2D, texture);
+        glBindTexture(GL_TEXTURE_2D, textureId);
         glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, w, h, GL_RGBA, GL_UNSIGNED_BYTE, pixels);
     }
     glBindTexture(GL_TEXTURE_2D, 0);
     width = w;
     height = h;
 }
+
+// ---- MultiLayeredImage -----------------------------------------------------
+
+void MultiLayeredImage::reset(int count) {
+    layers.clear();
+    nextId = 0;
+    modificationCount = 0;
+    for (int i = 0; i < std::max(count, 1); ++i) appendLayer();
+    current = 0;
+}
+
+void MultiLayeredImage::reset(int newWidth, int newHeight) {
+    width = newWidth;
+    height = newHeight;
+    reset(1);
+}
+
+Layer& MultiLayeredImage::appendLayer() {
+    Layer& layer = layers.emplace_back();
+    layer.id = nextId++;
+    layer.width = width;
+    layer.height = height;
+    return layer;
+}
+
+void MultiLayeredImage::markAllChanged() {
+    for (Layer& l : layers) l.markChanged();
+}
+
+void MultiLayeredImage::copyFrom(const MultiLayeredImage& other) {
+    layers.clear();
+    width = other.width;
+    height = other.height;
+    for (const Layer& source : other.layers) {
+        Layer& copy = layers.emplace_back();
+        copy.id = source.id;
+        copy.visible = source.visible;
+        copy.opacity = source.opacity;
+        copy.blendMode = source.blendMode;
+        std::vector<uint8_t> pixels;
+        if (source.textureId != 0) pixels = readTexture(source.textureId, width, height);
+        // A layer never stored is transparent.
+        if (pixels.empty()) pixels.assign(static_cast<size_t>(width) * static_cast<size_t>(height) * 4, 0);
+        copy.setPixels(width, height, pixels.data());
+    }
+    nextId = other.nextId;
+    current = std::clamp(other.current, 0, count() - 1);
+}
+
+// ---- operations ------------------------------------------------------------
+
+namespace layerops {
+
+namespace {
+
+void writeTexture(GLuint texture, int width, int height, const std::vector<uint8_t>& pixels) {
+    glBindTexture(GL_TEXTURE_2D, texture);
+    glPushClientAttrib(GL_CLIENT_PIXEL_STORE_BIT);
+    glPixelStorei(GL_UNPACK_ALIGNMENT, 4);
+    glPixelStorei(GL_UNPACK_ROW_LENGTH, 0);
+    glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, width, height, GL_RGBA, GL_UNSIGNED_BYTE, pixels.data());
+    glPopClientAttrib();
+    glBindTexture(GL_TEXTURE_2D, 0);
+}
+
+// Reads a texture of the canvas size, mirrors it and writes it back.
+void flipTexture(GLuint texture, int width, int height) {
+    if (texture == 0) return; // a layer never stored is transparent: nothing to mirror
+    std::vector<uint8_t> pixels = readTexture(texture, width, height);
+    if (pixels.empty()) return;
+    mirrorRows(pixels, width, height);
+    writeTexture(texture, width, height, pixels);
+}
+
+float effectiveOpacity(const Layer& layer) { return layer.visible ? layer.opacity / 100.0f : 0.0f; }
+
+} // namespace
+
+void mirrorRows(std::vector<uint8_t>& pixels, int width, int height) {
+    const size_t w = static_cast<size_t>(width);
+    if (pixels.size() < w * static_cast<size_t>(height) * 4) return;
+    for (size_t row = 0; row < static_cast<size_t>(height); ++row) {
+        uint8_t* line = pixels.data() + row * w * 4;
+        for (size_t a = 0, b = w - 1; a < b; ++a, --b)
+            for (size_t c = 0; c < 4; ++c) std::swap(line[a * 4 + c], line[b * 4 + c]);
+    }
+}
+
+void newLayer(Canvas& canvas, MultiLayeredImage& layers) {
+    canvas.saveCurrentLayer(layers);
+    layers.appendLayer();
+    layers.current = layers.count() - 1;
+    canvas.clearCurrentSurface(0, 0, 0, 0);
+    canvas.clearStrokeBuffer();
+}
+
+bool changeLayer(Canvas& canvas, MultiLayeredImage& layers, int index) {
+    if (index < 0 || index >= layers.count()) {
+        std::fprintf(stderr, "Layer change to %d ignored: there are %d layers.\n", index, layers.count());
+        return false;
+    }
+    canvas.saveCurrentLayer(layers);
+    canvas.loadSurface(layers.at(index).textureId, true);
+    layers.current = index;
+    return true;
+}
+
+bool deleteCurrentLayer(Canvas& canvas, MultiLayeredImage& layers) {
+    if (layers.count() <= 1) return false;
+    const int old = layers.current;
+    layers.layers.erase(layers.layers.begin() + old); // the record deletes its texture
+    layers.current = old > 0 ? old - 1 : 0;
+    canvas.loadSurface(layers.currentLayer().textureId, true);
+    return true;
+}
+
+bool mergeDown(Canvas& canvas, MultiLayeredImage& layers) {
+    const int upper = layers.current;
+    if (upper <= 0 || upper >= layers.count()) return false;
+    Layer& below = layers.at(upper - 1);
+    const int w = canvas.width, h = canvas.height;
+    if (below.textureId == 0) {
+        const std::vector<uint8_t> clear(static_cast<size_t>(w) * static_cast<size_t>(h) * 4, 0);
+        below.setPixels(w, h, clear.data());
+    }
+    const float o0 = effectiveOpacity(layers.at(upper));
+    const float o1 = effectiveOpacity(below);
+    Framebuffer& target = canvas.otherLayerSurface();
+    target.bind(GL_DRAW_FRAMEBUFFER);
+    {
+        glPushAttrib(GL_ENABLE_BIT | GL_COLOR_BUFFER_BIT | GL_TEXTURE_BIT | GL_CURRENT_BIT | GL_VIEWPORT_BIT);
+        CanvasProjection projection(w, h);
+        glClearColor(1, 1, 1, 0);
+        glClear(GL_COLOR_BUFFER_BIT);
+        glDisable(GL_DEPTH_TEST);
+        glEnable(GL_BLEND);
+        glBlendFunc(GL_ONE, GL_ZERO);
+        glActiveTexture(GL_TEXTURE1);
+        glBindTexture(GL_TEXTURE_2D, below.textureId);
+        glActiveTexture(GL_TEXTURE0);
+        glBindTexture(GL_TEXTURE_2D, canvas.currentLayerSurface().textureId);
+        glUseProgram(layerMergeProgram.program);
+        // Opacities travel in red (this layer) and green (the one below).
+        glColor4f(o0, o1, 1.0f, 1.0f);
+        drawQuad(0.0f, 0.0f, static_cast<float>(w), static_cast<float>(h));
+        glUseProgram(0);
+        glActiveTexture(GL_TEXTURE1);
+        glBindTexture(GL_TEXTURE_2D, 0);
+        glActiveTexture(GL_TEXTURE0);
+        glBindTexture(GL_TEXTURE_2D, 0);
+        glPopAttrib();
+    }
+    target.unbind();
+    canvas.currentSurface = 1 - canvas.currentSurface;
+    layers.layers.erase(layers.layers.begin() + (upper - 1));
+    layers.current = upper - 1;
+    Layer& merged = layers.currentLayer();
+    merged.visible = true;
+    merged.opacity = 100;
+    return true;
+}
+
+void moveCurrentLayer(MultiLayeredImage& layers, int position) {
+    const int old = layers.current;
+    position = std::clamp(position, 0, layers.count());
+    Layer moving = std::move(layers.at(old));
+    layers.layers.erase(layers.layers.begin() + old);
+    const int insertAt = std::min(position > old ? position - 1 : position, layers.count());
+    layers.layers.insert(layers.layers.begin() + insertAt, std::move(moving));
+    layers.current = insertAt;
+}
+
+void flipCurrentLayer(Canvas& canvas) {
+    flipTexture(canvas.currentLayerSurface().textureId, canvas.width, canvas.height);
+}
+
+void flipAllLayers(Canvas& canvas, MultiLayeredImage& layers) {
+    for (int i = 0; i < layers.count(); ++i) {
+        if (i == layers.current) flipCurrentLayer(canvas);
+        else flipTexture(layers.at(i).textureId, canvas.width, canvas.height);
+    }
+}
+
+} // namespace layerops

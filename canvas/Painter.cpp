@@ -197,6 +197,8 @@ bool Painter::update(int elapsedMs, int originX, int originY) {
 
 void Painter::draw() {
     canvas->strokeFrame(gHistory.replayPending);
+    // After an undo: restore the snapshot and execute the later actions again.
+    gHistory.replayIfPending();
     glViewport(static_cast<GLint>(renderArea.x), static_cast<GLint>(renderArea.y),
                static_cast<GLsizei>(renderArea.width), static_cast<GLsizei>(renderArea.height));
     glMatrixMode(GL_MODELVIEW);
@@ -293,7 +295,7 @@ void Painter::drawLayer(const Layer& layer, float x, float y, float width, float
     setBlendForMode(layer.blendMode);
     const float o = layer.opacity / 100.0f;
     glColor4f(o, o, o, o);
-    glBindTexture(GL_TEXTURE_2D, layer.texture);
+    glBindTexture(GL_TEXTURE_2D, layer.textureId);
     setZoomFilters(zoom);
     drawQuad(x, y, width, height);
     glBindTexture(GL_TEXTURE_2D, 0);

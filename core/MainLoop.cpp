@@ -10,12 +10,17 @@
 #include "canvas/Canvas.h"
 #include "canvas/Painter.h"
 #include "core/CommandList.h"
+#include "core/FrameOverlays.h"
 #include "core/Globals.h"
 #include "core/InputCallbacks.h"
 #include "core/InputState.h"
 #include "core/PaintingApplication.h"
+#include "history/History.h"
 #include "platform/Clock.h"
 #include "platform/X11Window.h"
+#include "widgets/Animator.h"
+#include "widgets/GUI.h"
+#include "widgets/GuiRoot.h"
 
 namespace mainloop {
 
@@ -39,7 +44,9 @@ void tick(int period) {
     pollInput();
     // Held keys choose the interaction mode; a mode change ends a stroke.
     commands::offerModifierMask(*gApp, gInputState, gCanvas);
+    if (gGui) gGui->update(elapsed, 0, 0);
     gPainter.update(elapsed, 0, 0);
+    AnimatorRegistry::instance().tick();
 }
 
 void slowTick(int period) {
@@ -59,6 +66,7 @@ void reshape(int width, int height) {
     gCamera.fieldOfView = 1.5707964f;
     gPainter.renderArea.width = static_cast<float>(width);
     gPainter.renderArea.height = static_cast<float>(height);
+    if (gGui) gGui->update(0, 0, 0);
 }
 
 void display() {
@@ -67,7 +75,18 @@ void display() {
     gPainter.draw();
     gPainter.pickRequested = false;
     glViewport(0, 0, static_cast<GLsizei>(gRenderArea.width), static_cast<GLsizei>(gRenderArea.height));
+    glPushAttrib(GL_ENABLE_BIT | GL_COLOR_BUFFER_BIT);
+    glDisable(GL_LIGHTING);
+    glEnable(GL_BLEND);
+    glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
+    // While a file loads or saves the interface gives way to the progress ring.
+    if (gApp->Application::busy) drawProgressOverlay();
+    glPopAttrib();
+    if (gGui && !gApp->Application::busy) gGui->draw(1.0f);
     gApp->drawCursor();
+    drawStatusLines();
+    // Queued actions (the fill of a new picture) show from the next frame.
+    gHistory.runQueuedActions();
     glutSwapBuffers();
 }
 

@@ -34,7 +34,7 @@ void PaintingApplicationOptions::reset() {
 
 PaintingApplication::PaintingApplication()
     : canvas(std::make_unique<Canvas>(1024, 768)), layers(std::make_unique<MultiLayeredImage>()),
-      history(std::make_unique<History>()), brushTips(std::make_unique<BrushTipTable>()) {
+      history(std::make_unique<History>(canvas.get(), *layers)), brushTips(std::make_unique<BrushTipTable>()) {
     canvas->attach(history.get(), brushTips.get());
     painter = std::make_shared<Painter>(renderArea.width, renderArea.height, &camera, canvas.get(), layers.get(),
                                         this);

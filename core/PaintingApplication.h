@@ -59,7 +59,7 @@ public:
 
     std::unique_ptr<Canvas> canvas;
     std::unique_ptr<MultiLayeredImage> layers;
-    std::unique_ptr<History> history;
+    std::unique_ptr<History> history; // owns every action of the picture
     std::unique_ptr<BrushTipTable> brushTips; // the tip table of the brush preset manager
     std::shared_ptr<Painter> painter; // shared: the input dispatcher holds it too
     int currentToolIndex_ = 1; // index into the painter's tools

@@ -15,6 +15,7 @@
 #include "canvas/Shaders.h"
 #include "canvas/TipTextures.h"
 #include "canvas/ViewMath.h"
+#include "canvas/ViewNavigation.h"
 #include "brush/BrushTips.h"
 #include "history/BrushStrokeAction.h"
 #include "core/CommandList.h"
@@ -31,6 +32,8 @@
 #include "platform/Settings.h"
 #include "platform/SharedGlContext.h"
 #include "platform/X11Window.h"
+#include "widgets/GUI.h"
+#include "widgets/GuiRoot.h"
 
 namespace {
 
@@ -100,10 +103,6 @@ void setFixedGlState() {
     glDepthFunc(GL_LEQUAL);
 }
 
-void fitCameraNow() {
-    gCamera.lookFrom(fitHeight(gCanvas.width, gCanvas.height, gPainter.renderArea.width,
-                               gPainter.renderArea.height));
-}
 
 // The last used directory, else the documents folder; the executable's folder if both fail.
 void enterStartDirectory() {
@@ -149,7 +148,7 @@ void makeBlankImage(int width, int height) {
     for (auto& tool : gPainter.tools) tool->onCanvasCreated(width, height);
     gCanvas.clearCurrentSurface(0, 0, 0, 0);
     gCanvas.clearStrokeBuffer();
-    fitCameraNow();
+    fitToWindow(gPainter);
 }
 
 int runProgram(const CommandLine& commandLine) {
@@ -165,13 +164,16 @@ int runProgram(const CommandLine& commandLine) {
     glLineWidth(1.0f);
     gPainter.renderArea.width = gRenderArea.width;
     gPainter.renderArea.height = gRenderArea.height;
-    fitCameraNow();
+    fitToWindowNow(gPainter);
     gCanvas.brush.SizeFollowsPressure = false;
     gCanvas.brush.FlowFollowsPressure = true;
     loadBrushTips(gBrushTips);
     setDabSink(&gCanvas);
     gInputState.reset();
     setInputHost(gApp);
+    // The interface gets events before the canvas.
+    createGuiRoot(&gRenderArea);
+    if (widgetDemoRequested()) buildWidgetDemo(*gGui);
     InputDispatcher::instance().add(gApp->painter);
     gApp->setTitle("unnamed_image", "");
     commands::createCommands(*gApp, gPainter);

@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "history/BrushStrokeAction.h"
-#include "history/History.h"
 #include "io/BinaryStream.h"
 
 namespace {
@@ -54,14 +53,6 @@ public:
         ++composites;
         return true;
     }
-};
-
-// A trivial action for the history's bookkeeping.
-class CountingAction : public HistoryAction {
-public:
-    int type() const override { return 22; }
-    bool countsAsStep() const override { return true; }
-    bool execute() override { return true; }
 };
 
 } // namespace
@@ -231,33 +222,6 @@ TEST(StrokeAction, ExecuteStampsStoredPointsThroughTheSink) {
     EXPECT_TRUE(empty.execute());
     setDabSink(nullptr);
     EXPECT_EQ(sink.composites, 1);  // nothing stamped, nothing merged
-}
-
-TEST(HistoryList, AddTakesOwnershipAndSnapshotsEvery31Steps) {
-    History h;
-    std::vector<std::size_t> snapshotsAt;
-    h.takeSnapshotHook = [&](bool force) {
-        EXPECT_FALSE(force);
-        snapshotsAt.push_back(h.actionCount());
-    };
-    int steps = 0;
-    h.onStepAdded = [&](bool) { ++steps; };
-    for (int i = 0; i < 31; ++i) h.add(std::make_unique<CountingAction>(), false);
-    ASSERT_EQ(snapshotsAt.size(), 1u);
-    EXPECT_EQ(snapshotsAt[0], 30u);  // taken before the 31st is appended
-    EXPECT_EQ(h.actionCount(), 31u);
-    EXPECT_EQ(h.stepsSinceSnapshot, 0);
-    EXPECT_EQ(h.undoDepth, 30);
-    EXPECT_EQ(steps, 31);
-
-    h.redoList.push_back(std::make_unique<CountingAction>());
-    h.add(std::make_unique<CountingAction>(), true);
-    EXPECT_EQ(h.redoList.size(), 1u);
-    h.add(std::make_unique<CountingAction>(), false);
-    EXPECT_TRUE(h.redoList.empty());
-    h.clear();
-    EXPECT_EQ(h.actionCount(), 0u);
-    EXPECT_EQ(h.undoDepth, 0);
 }
 
 TEST(StrokeAction, RandomBytesNeverReadPastTheEnd) {

@@ -29,7 +29,7 @@ void expectSurface(const Framebuffer& fb, int w, int h) {
 TEST_F(CanvasGlTest, ResizeMakesSixSurfacesOfTheNewSize) {
     Canvas canvas(1024, 768);
     MultiLayeredImage layers;
-    History history;
+    History history{&canvas, layers};
     canvas.attach(&history, nullptr);
     for (auto [w, h] : {std::pair{64, 48}, std::pair{301, 17}, std::pair{1024, 768}}) {
         canvas.resize(w, h, layers);

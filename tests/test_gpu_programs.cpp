@@ -77,7 +77,10 @@ TEST_F(GpuPrograms, UniformsHaveTheirFixedNames) {
     EXPECT_GE(boxShadowProgram.uniform("distance"), 0);
 }
 
+// Other tests change per-canvas uniforms; the start-up values are what
+// setStartupUniforms() gives.
 TEST_F(GpuPrograms, StartupUniformValues) {
+    setStartupUniforms();
     for (const ShaderProgram* p : {&strokeSmoothProgram, &strokeSmoothPreviewProgram, &smoothOverProgram,
                                    &selectionEdgeProgram}) {
         EXPECT_FLOAT_EQ(uniformFloat(*p, "sampleOffset", 0), 0.0009765625f) << p->programName();

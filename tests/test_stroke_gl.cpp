@@ -67,7 +67,7 @@ protected:
     static constexpr int kW = 320, kH = 240;
     Canvas canvas{kW, kH};
     MultiLayeredImage layers;
-    History history;
+    History history{&canvas, layers};
     BrushTipTable tips;
 };
 

@@ -1,0 +1,117 @@
+#include "history/HistorySnapshot.h"
+
+#include <GL/glew.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+
+#include "canvas/Canvas.h"
+#include "canvas/MultiLayeredImage.h"
+
+std::atomic<std::size_t> PixelBlock::live_{0};
+
+PixelBlock::PixelBlock(std::size_t bytes) : bytes_(bytes, 0) { live_ += bytes; }
+
+PixelBlock::~PixelBlock() { live_ -= bytes_.size(); }
+
+void HistorySnapshot::releaseSharedPixels() {
+    for (SnapshotLayer& layer : layers)
+        if (layer.pixels && layer.pixels.use_count() > 1) layer.pixels.reset();
+}
+
+void HistorySnapshot::clear() {
+    layers.clear();
+    selectionOutline.clear();
+    selectionPoints.clear();
+    selectionEnabled = false;
+    actionIndex = 0;
+    currentLayer = 0;
+}
+
+namespace {
+
+std::size_t layerBytes(int width, int height) {
+    return static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 4;
+}
+
+// Reads level 0 of a texture of the given size into the block; a missing or
+// mis-sized texture reads as transparent.
+void readInto(GLuint texture, int width, int height, PixelBlock& block) {
+    GLint realWidth = 0, realHeight = 0;
+    if (texture != 0) {
+        glBindTexture(GL_TEXTURE_2D, texture);
+        glGetTexLevelParameteriv(GL_TEXTURE_2D, 0, GL_TEXTURE_WIDTH, &realWidth);
+        glGetTexLevelParameteriv(GL_TEXTURE_2D, 0, GL_TEXTURE_HEIGHT, &realHeight);
+    }
+    if (realWidth != width || realHeight != height) {
+        if (texture != 0)
+            std::fprintf(stderr, "Snapshot: texture %u is %d x %d, not %d x %d; stored as transparent.\n",
+                         texture, realWidth, realHeight, width, height);
+        std::memset(block.data(), 0, block.size());
+    } else {
+        glPushClientAttrib(GL_CLIENT_PIXEL_STORE_BIT);
+        glPixelStorei(GL_PACK_ALIGNMENT, 4);
+        glPixelStorei(GL_PACK_ROW_LENGTH, 0);
+        glGetTexImage(GL_TEXTURE_2D, 0, GL_RGBA, GL_UNSIGNED_BYTE, block.data());
+        glPopClientAttrib();
+    }
+    glBindTexture(GL_TEXTURE_2D, 0);
+}
+
+} // namespace
+
+void captureSnapshotPixels(HistorySnapshot& slot, Canvas& canvas, MultiLayeredImage& layers) {
+    const std::size_t bytes = layerBytes(canvas.width, canvas.height);
+    slot.layers.resize(static_cast<std::size_t>(layers.count()));
+    for (int i = 0; i < layers.count(); ++i) {
+        SnapshotLayer& record = slot.layers[static_cast<std::size_t>(i)];
+        // Allocated on first use, reused while this slot alone holds it.
+        if (!record.pixels || record.pixels->size() != bytes || record.pixels.use_count() > 1)
+            record.pixels = std::make_shared<PixelBlock>(bytes);
+        Layer& layer = layers.at(i);
+        const GLuint texture =
+            i == layers.current ? canvas.currentLayerSurface().textureId : layer.textureId;
+        readInto(texture, canvas.width, canvas.height, *record.pixels);
+        layer.cachedPixels = record.pixels->data();
+        layer.changedSinceSnapshot = false;
+    }
+}
+
+void restoreSnapshotPixels(const HistorySnapshot& slot, Canvas& canvas, MultiLayeredImage& layers) {
+    const int count = std::max<int>(1, static_cast<int>(slot.layers.size()));
+    while (layers.count() > count) layers.layers.pop_back();
+    while (layers.count() < count) layers.appendLayer();
+    layers.current = std::clamp(slot.currentLayer, 0, count - 1);
+    const std::size_t bytes = layerBytes(canvas.width, canvas.height);
+    std::vector<uint8_t> transparent; // made only for a record without pixels
+    const uint8_t* currentPixels = nullptr;
+    for (int i = 0; i < count; ++i) {
+        Layer& layer = layers.at(i);
+        const uint8_t* pixels = nullptr;
+        if (static_cast<std::size_t>(i) < slot.layers.size()) {
+            const SnapshotLayer& record = slot.layers[static_cast<std::size_t>(i)];
+            layer.visible = record.visible;
+            layer.opacity = record.opacity;
+            layer.blendMode = record.blendMode;
+            if (record.pixels && record.pixels->size() == bytes) pixels = record.pixels->data();
+        }
+        if (pixels == nullptr) {
+            transparent.resize(bytes, 0);
+            pixels = transparent.data();
+        }
+        layer.setPixels(canvas.width, canvas.height, pixels);
+        // The replay that follows changes layers without marking them.
+        layer.markChanged();
+        if (i == layers.current) currentPixels = pixels;
+    }
+    // The current layer goes into the other surface, which then becomes current.
+    glBindTexture(GL_TEXTURE_2D, canvas.otherLayerSurface().textureId);
+    glPushClientAttrib(GL_CLIENT_PIXEL_STORE_BIT);
+    glPixelStorei(GL_UNPACK_ALIGNMENT, 4);
+    glPixelStorei(GL_UNPACK_ROW_LENGTH, 0);
+    glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, canvas.width, canvas.height, GL_RGBA, GL_UNSIGNED_BYTE, currentPixels);
+    glPopClientAttrib();
+    glBindTexture(GL_TEXTURE_2D, 0);
+    canvas.currentSurface = 1 - canvas.currentSurface;
+}
