@@ -1,13 +1,18 @@
 #include "core/CommandActions.h"
 
 #include <algorithm>
+#include <memory>
 
 #include "canvas/Canvas.h"
 #include "canvas/Painter.h"
-#include "canvas/ViewMath.h"
-#include "core/Camera.h"
+#include "canvas/MultiLayeredImage.h"
 #include "core/Globals.h"
 #include "core/PaintingApplication.h"
+#include "history/CanvasFillAction.h"
+#include "history/CanvasFlipAction.h"
+#include "history/History.h"
+#include "history/LayerListAction.h"
+#include "history/LayerPropertyAction.h"
 #include "tools/Tool.h"
 
 namespace commands {
@@ -39,26 +44,70 @@ int zoomPercentForHeight(float renderHeight, float cameraHeight) {
     return static_cast<int>(h / (2.0f * cameraHeight) * 100.0f);
 }
 
-float fitToWindow(Painter& painter) {
-    const float target = fitHeight(painter.canvas->width, painter.canvas->height, painter.renderArea.width,
-                                   painter.renderArea.height);
-    painter.camera->lookFrom(target);
-    return target;
+namespace {
+// The history owns the action from here on; it runs once now.
+void addAndExecute(PaintingApplication& app, std::unique_ptr<HistoryAction> action) {
+    HistoryAction& step = *action;
+    app.history->add(std::move(action), false);
+    step.execute();
+}
+} // namespace
+
+int addNewLayer(PaintingApplication& app) {
+    addAndExecute(app, std::make_unique<NewLayerAction>(*app.canvas, *app.layers));
+    app.showMessage("new layer");
+    return 1;
 }
 
-float zoomTo100(Painter& painter) {
-    const float target = static_cast<float>(static_cast<int>(painter.renderArea.height)) / 2.0f;
-    painter.camera->lookFrom(target);
-    return target;
+int mergeLayerDown(PaintingApplication& app) {
+    MultiLayeredImage& layers = *app.layers;
+    const int current = layers.current;
+    if (current < 1 || !layers.layers[static_cast<size_t>(current)].visible ||
+        !layers.layers[static_cast<size_t>(current - 1)].visible)
+        return 1;
+    addAndExecute(app, std::make_unique<LayerMergeDownAction>(*app.canvas, layers));
+    app.showMessage("layer merged down");
+    return 1;
+}
+
+int flipCanvas(PaintingApplication& app) {
+    addAndExecute(app, std::make_unique<CanvasFlipAction>(*app.canvas, *app.layers));
+    app.showMessage("horizontal flip");
+    return 1;
+}
+
+int fillCanvas(PaintingApplication& app) {
+    const float* c = app.canvas->color;
+    addAndExecute(app, std::make_unique<CanvasFillAction>(*app.canvas, c[0], c[1], c[2]));
+    return 1;
+}
+
+int cycleLayers(PaintingApplication& app) {
+    MultiLayeredImage& layers = *app.layers;
+    if (layers.count() <= 1) return 1;
+    const int next = (layers.current + 1) % layers.count();
+    // Cycling leaves one entry in the history: a change replaces the one before it.
+    auto change = std::make_unique<LayerChangeAction>(*app.canvas, layers, next);
+    HistoryAction& step = *change;
+    app.history->addOrReplaceLast(std::move(change));
+    step.execute();
+    app.showMessage("current layer: %d", layers.current);
+    return 1;
+}
+
+int toggleLayerVisibility(PaintingApplication& app) {
+    addAndExecute(app, std::make_unique<LayerVisibilityToggleAction>(*app.canvas, *app.layers));
+    const MultiLayeredImage& layers = *app.layers;
+    app.showMessage("layer %d visibility %s", layers.current,
+                    layers.layers[static_cast<size_t>(layers.current)].visible ? "ON" : "OFF");
+    return 1;
 }
 
 namespace {
 constexpr int kTransformTool = 7;
 
-// The history's step back and forth are being completed elsewhere; until
-// they land, the keys say so.
-bool historyUndo(PaintingApplication& app) { return notAvailableYet(app, "undo") == 0; }
-bool historyRedo(PaintingApplication& app) { return notAvailableYet(app, "redo") == 0; }
+bool historyUndo(PaintingApplication& app) { return app.history->undo(); }
+bool historyRedo(PaintingApplication& app) { return app.history->redo(); }
 } // namespace
 
 bool undoLastStep(PaintingApplication& app) {

@@ -25,11 +25,17 @@ int stepBrushSize(PaintingApplication& app, Canvas& canvas, bool larger);
 
 // The zoom in percent that a camera height gives in a render area of height h.
 int zoomPercentForHeight(float renderHeight, float cameraHeight);
-// Camera back to the fitted view, unrotated and centred. Returns the target
-// camera height. The view jumps there: the eased move comes with the animators.
-float fitToWindow(Painter& painter);
-// The same with one canvas pixel per window pixel.
-float zoomTo100(Painter& painter);
+
+// History steps made by keys: each action is added and executed at once,
+// with its notification. Each returns 1.
+int addNewLayer(PaintingApplication& app);
+// Only when the current layer isn't the bottom one and both are visible.
+int mergeLayerDown(PaintingApplication& app);
+int flipCanvas(PaintingApplication& app);
+int fillCanvas(PaintingApplication& app);
+// Next layer, modulo the count; nothing with one layer.
+int cycleLayers(PaintingApplication& app);
+int toggleLayerVisibility(PaintingApplication& app);
 
 // Undo and redo of the history; both rest while the transform tool holds a
 // picture (tool 7). False when nothing happened.

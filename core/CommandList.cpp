@@ -3,6 +3,7 @@
 #include "canvas/Canvas.h"
 #include "canvas/MultiLayeredImage.h"
 #include "canvas/Painter.h"
+#include "canvas/ViewNavigation.h"
 #include "core/CommandActions.h"
 #include "core/InputDispatcher.h"
 #include "core/InputState.h"
@@ -59,13 +60,13 @@ CommandList makeApplicationCommands(PaintingApplication& app, Painter& painter) 
     list.push_back(make(kShowHelp, "show help dialog", 0x101, 0, missing("show help dialog")));
     list.push_back(make(kShowSettings, "show settings", 0x10C, 0, missing("show settings")));
     list.push_back(make(kToggleReferenceView, "toggle reference view", 0x103, 0, missing("toggle reference view")));
-    list.push_back(make(kNewLayer, "new layer", 0x6E, 0, missing("new layer")));
-    list.push_back(make(kLayerMerge, "layer merge", 0x845, 0, missing("layer merge")));
-    list.push_back(make(kFlipCanvas, "flip canvas", 0x60, 0x3C, missing("flip canvas")));
+    list.push_back(make(kNewLayer, "new layer", 0x6E, 0, [a] { return addNewLayer(*a); }));
+    list.push_back(make(kLayerMerge, "layer merge", 0x845, 0, [a] { return mergeLayerDown(*a); }));
+    list.push_back(make(kFlipCanvas, "flip canvas", 0x60, 0x3C, [a] { return flipCanvas(*a); }));
     list.push_back(make(kFitToWindow, "fit to window", 0x830, 0x63,
                         [a, p] { return showFitMessage(*a, *p, fitToWindow(*p)); }));
     list.push_back(make(kZoom100, "zoom 100%", 0x831, 0, [a, p] { return showFitMessage(*a, *p, zoomTo100(*p)); }));
-    list.push_back(make(kFill, "fill", 0x846, 0, missing("fill")));
+    list.push_back(make(kFill, "fill", 0x846, 0, [a] { return fillCanvas(*a); }));
     list.push_back(make(kBucketFill, "bucket fill", 0x66, 0, selectTool(9)));
     list.push_back(make(kGradient, "gradient", 0x847, 0, selectTool(8)));
     list.push_back(make(kMirror, "mirror", 0x84D, 0, selectTool(11)));
@@ -135,11 +136,11 @@ bool runBuiltInKey(PaintingApplication& app, Painter& painter, int32_t code) {
         else notAvailableYet(app, "exit");
         return true;
     case 0x21:
-        if (painter.layers->count() > 1) notAvailableYet(app, "cycle among layers");
+        cycleLayers(app);
         return true;
     case 'b': painter.selectTool(1); return true;
     case 'e': painter.selectTool(2); return true;
-    case 'h': notAvailableYet(app, "toggle layer visibility"); return true;
+    case 'h': toggleLayerVisibility(app); return true;
     case 'l': notAvailableYet(app, "load image"); return true;
     case 'p': notAvailableYet(app, "replay drawing process"); return true;
     case 's': notAvailableYet(app, "save image"); return true;

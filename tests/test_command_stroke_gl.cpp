@@ -95,3 +95,49 @@ TEST_F(CommandStrokeGlTest, ShiftDuringAStrokeKeepsIt) {
     EXPECT_TRUE(gCanvas.strokeInProgress());
     EXPECT_EQ(gInputState.axisLock, 3); // the lock waits on while the stroke lasts
 }
+
+// The layer keys and commands add history steps and say what they did.
+TEST_F(CommandStrokeGlTest, LayerKeysMakeHistorySteps) {
+    ASSERT_EQ(gLayers.count(), 1);
+    dispatchKey('!', 0, 0); // one layer: nothing to cycle
+    EXPECT_EQ(gHistory.actionCount(), 0u);
+
+    dispatchKey('n', 0, 0);
+    EXPECT_EQ(gLayers.count(), 2);
+    EXPECT_EQ(gApp->lastMessage, "new layer");
+    const int top = gLayers.current;
+
+    dispatchKey('!', 0, 0);
+    EXPECT_EQ(gLayers.current, (top + 1) % 2);
+    const size_t steps = gHistory.actionCount();
+    dispatchKey('!', 0, 0);
+    EXPECT_EQ(gLayers.current, top);
+    EXPECT_EQ(gHistory.actionCount(), steps); // cycling leaves one entry
+    EXPECT_EQ(gApp->lastMessage, "current layer: " + std::to_string(top));
+
+    if (top == 0) dispatchKey('!', 0, 0); // the merge needs the upper layer current
+    ASSERT_EQ(gLayers.current, 1);
+    dispatchKey('h', 0, 0);
+    EXPECT_FALSE(gLayers.layers[1].visible);
+    EXPECT_EQ(gApp->lastMessage, "layer 1 visibility OFF");
+    dispatchKey(0x845, 0, 0); // CTRL+E: a hidden layer isn't merged
+    EXPECT_EQ(gLayers.count(), 2);
+    dispatchKey('h', 0, 0);
+    EXPECT_EQ(gApp->lastMessage, "layer 1 visibility ON");
+    dispatchKey(0x845, 0, 0);
+    EXPECT_EQ(gLayers.count(), 1);
+    EXPECT_EQ(gApp->lastMessage, "layer merged down");
+
+    const size_t beforeFlip = gHistory.actionCount();
+    dispatchKey(0x60, 0, 0);
+    EXPECT_EQ(gApp->lastMessage, "horizontal flip");
+    dispatchKey(0x846, 0, 0); // CTRL+F: fill with the current colour
+    EXPECT_EQ(gHistory.actionCount(), beforeFlip + 2);
+
+    dispatchKey(0x85A, 0, 0); // CTRL+Z
+    EXPECT_TRUE(gHistory.replayPending);
+    EXPECT_EQ(gHistory.actionCount(), beforeFlip + 1);
+    gHistory.replayIfPending();
+    dispatchKey(0x859, 0, 0); // CTRL+Y
+    EXPECT_EQ(gHistory.actionCount(), beforeFlip + 2);
+}
