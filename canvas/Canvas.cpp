@@ -15,6 +15,14 @@
 #include "core/InputState.h"
 #include "history/History.h"
 
+namespace {
+// Round brushes need no tips; a canvas without a table stamps only those.
+const BrushTipTable& tipsOrNone(const BrushTipTable* tips) {
+    static const BrushTipTable none;
+    return tips ? *tips : none;
+}
+} // namespace
+
 void Canvas::attach(History* h, BrushTipTable* t) {
     history = h;
     tips = t;
@@ -157,7 +165,7 @@ bool Canvas::flushPendingDabs() {
     target.bind(GL_DRAW_FRAMEBUFFER);
     {
         CanvasProjection projection(width, height);
-        stampDabs(brush, dabs, *tips);
+        stampDabs(brush, dabs, tipsOrNone(tips));
     }
     target.unbind();
     return true;
@@ -205,7 +213,7 @@ void Canvas::renderDabs(const Brush& strokeBrush, std::span<const brush::Dab> da
         glClearDepth(0);
         glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
         glPopAttrib();
-        stampDabs(strokeBrush, dabs, *tips);
+        stampDabs(strokeBrush, dabs, tipsOrNone(tips));
     }
     target.unbind();
 }

@@ -64,6 +64,8 @@ public:
     void loadSurface(GLuint texture, bool keepFilter);
     void resetStrokeState();
     bool strokeInProgress() const { return builder.strokeInProgress(); }
+    // Drops dabs recorded but not drawn yet (a rebuild or a new layer makes them stale).
+    void clearPendingDabs() { builder.clearPendingDabs(); }
     bool strokeEnded() const { return builder.strokeEnded(); }
     BrushStrokeAction* currentAction() const { return builder.currentAction(); }
     const brush::StrokeBuilder& strokeBuilder() const { return builder; }

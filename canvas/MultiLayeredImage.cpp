@@ -144,6 +144,7 @@ void mirrorRows(std::vector<uint8_t>& pixels, int width, int height) {
 }
 
 void newLayer(Canvas& canvas, MultiLayeredImage& layers) {
+    canvas.clearPendingDabs();
     canvas.saveCurrentLayer(layers);
     layers.appendLayer();
     layers.current = layers.count() - 1;

@@ -36,6 +36,10 @@ PaintingApplication::PaintingApplication()
     : canvas(std::make_unique<Canvas>(1024, 768)), layers(std::make_unique<MultiLayeredImage>()),
       history(std::make_unique<History>(canvas.get(), *layers)), brushTips(std::make_unique<BrushTipTable>()) {
     canvas->attach(history.get(), brushTips.get());
+    // A rebuild from the history drops whatever the tools had in progress.
+    history->resetTools = [this] {
+        for (auto& tool : painter->tools) tool->reset();
+    };
     painter = std::make_shared<Painter>(renderArea.width, renderArea.height, &camera, canvas.get(), layers.get(),
                                         this);
 }

@@ -19,6 +19,7 @@
 #include "brush/BrushTips.h"
 #include "history/BrushStrokeAction.h"
 #include "core/CommandList.h"
+#include "history/History.h"
 #include "core/Globals.h"
 #include "core/InputCallbacks.h"
 #include "core/InputDispatcher.h"
@@ -144,7 +145,13 @@ void registerCallbacks() {
 } // namespace
 
 void makeBlankImage(int width, int height) {
+    // A transparent picture over the checkerboard, with an empty history that
+    // starts from this size.
+    gHistory.freeSnapshots();
     gCanvas.resize(width, height, gLayers);
+    gHistory.initialWidth = width;
+    gHistory.initialHeight = height;
+    gHistory.clear();
     for (auto& tool : gPainter.tools) tool->onCanvasCreated(width, height);
     gCanvas.clearCurrentSurface(0, 0, 0, 0);
     gCanvas.clearStrokeBuffer();

@@ -167,6 +167,7 @@ void History::resetToBlank() {
         if (canvas_->width == w && canvas_->height == h) layers_.reset(1);
         else canvas_->resize(w, h, layers_);
         if (resetTools) resetTools();
+        canvas_->clearPendingDabs();
         canvas_->clearCurrentSurface(0, 0, 0, 0);
     } else {
         layers_.reset(1);

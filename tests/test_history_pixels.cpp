@@ -19,6 +19,7 @@
 #include "canvas/GlPixels.h"
 #include "canvas/MultiLayeredImage.h"
 #include "canvas/Projection.h"
+#include "history/BrushStrokeAction.h"
 #include "history/CanvasFillAction.h"
 #include "history/CanvasFlipAction.h"
 #include "history/History.h"
@@ -148,21 +149,32 @@ Picture replayFromBlank(const History& history, int width, int height) {
     MultiLayeredImage layers;
     canvas.resize(width, height, layers);
     canvas.clearCurrentSurface(0, 0, 0, 0);
+    // Strokes stamp through the canvas they are replayed on.
+    DabSink* liveSink = dabSink();
+    setDabSink(&canvas);
     for (const auto& action : history.actions()) {
         io::BinaryWriter out;
         action->write(out);
-        std::unique_ptr<HistoryAction> copy = action->type() == RectAction::kTypeCode
-                                                  ? std::make_unique<RectAction>(canvas)
-                                                  : makeCanvasLayerAction(action->type(), canvas, layers);
-        EXPECT_TRUE(copy) << "type " << action->type();
-        if (!copy) continue;
         io::BinaryReader in(out.bytes());
-        copy->read(in);
+        std::unique_ptr<HistoryAction> copy;
+        if (action->type() == BrushStrokeAction::kTypeCode) {
+            auto stroke = std::make_unique<BrushStrokeAction>();
+            in.formatIndex = kBrushCurrentFormat;
+            stroke->read(TipMap{}, in);
+            copy = std::move(stroke);
+        } else {
+            copy = action->type() == RectAction::kTypeCode ? std::make_unique<RectAction>(canvas)
+                                                            : makeCanvasLayerAction(action->type(), canvas, layers);
+            EXPECT_TRUE(copy) << "type " << action->type();
+            if (!copy) continue;
+            copy->read(in);
+        }
         EXPECT_TRUE(!in.failed() && in.atEnd()) << "type " << action->type();
         copy->execute();
     }
     Picture p{compose(canvas, layers), canvas.pictureMirrored, describe(layers, canvas.pictureMirrored)};
     canvas.freeSurfaces();
+    setDabSink(liveSink);
     return p;
 }
 
@@ -188,7 +200,37 @@ std::unique_ptr<HistoryAction> randomRect(Canvas& canvas, std::mt19937& rng) {
     return std::make_unique<RectAction>(canvas, std::array<int32_t, 4>{x, y, w, h}, rgba);
 }
 
-class HistoryPixels : public GlTest {};
+// A finished stroke as the brush engine stores it: round dabs along a line,
+// paint or erase, with per-dab size and flow.
+std::unique_ptr<HistoryAction> randomStroke(Canvas& canvas, std::mt19937& rng) {
+    auto pick = [&rng](int lo, int hi) { return std::uniform_int_distribution<int>(lo, hi)(rng); };
+    auto unit = [&rng] { return std::uniform_real_distribution<float>(0.0f, 1.0f)(rng); };
+    Brush brush;
+    brush.size = pick(2, 24);
+    brush.hardness = pick(0, 1) ? 1.0f : 0.2f + 0.7f * unit();
+    brush.opacity = 0.3f + 0.7f * unit();
+    brush.mode = pick(0, 3) == 0 ? kBrushModeErase : kBrushModePaint;
+    brush.setFlag(kBrushFlagAdditiveStroke, pick(0, 4) == 0);
+    brush.antialias = pick(0, 5) == 0 ? 1 : 0;
+    auto stroke = std::make_unique<BrushStrokeAction>(brush, brush::Rgb{unit(), unit(), unit()});
+    const math::Vec2 from{unit() * canvas.width, unit() * canvas.height};
+    const math::Vec2 to{unit() * canvas.width, unit() * canvas.height};
+    const int n = pick(1, 25);
+    for (int i = 0; i < n; ++i) {
+        const float t = n == 1 ? 0.0f : static_cast<float>(i) / (n - 1);
+        stroke->appendPoint(std::make_unique<BrushStrokePoint>(from + (to - from) * t, 0.2f + 0.8f * unit(),
+                                                               0.2f + 0.8f * unit(), false, 0.0f));
+    }
+    return stroke;
+}
+
+class HistoryPixels : public GlTest {
+protected:
+    void TearDown() override {
+        setDabSink(nullptr);
+        GlTest::TearDown();
+    }
+};
 
 } // namespace
 
@@ -201,12 +243,15 @@ TEST_F(HistoryPixels, RandomActionsUndoRedoMatchReplayFromBlank) {
         Document doc(kWidth, kHeight);
         Canvas& c = doc.canvas;
         MultiLayeredImage& L = doc.layers;
+        setDabSink(&c);
         int checks = 0, crossings = 0;
         for (int step = 0; step < 400; ++step) {
             const int op = pick(0, 99);
             bool check = false;
-            if (op < 30) {
+            if (op < 15) {
                 doc.perform(randomRect(c, rng));
+            } else if (op < 30) {
+                ASSERT_TRUE(doc.perform(randomStroke(c, rng)));
             } else if (op < 37) {
                 doc.perform(std::make_unique<NewLayerAction>(c, L));
             } else if (op < 45 && L.count() > 1) {
