@@ -10,6 +10,7 @@
 #include "canvas/ViewMath.h"
 #include "core/Application.h"
 #include "core/Camera.h"
+#include "core/CommandList.h"
 #include "core/Globals.h"
 #include "core/InputDispatcher.h"
 #include "core/InputState.h"
@@ -114,8 +115,9 @@ void Painter::zoomAt(bool zoomIn, int x, int y, float factor) {
 }
 
 void Painter::pan(int x, int y) {
-    const float dx = static_cast<float>(gInputState.previousX - x);
-    const float dy = static_cast<float>(gInputState.previousY - y);
+    // The input state still holds the position before this event.
+    const float dx = static_cast<float>(gInputState.mouseX - x);
+    const float dy = static_cast<float>(gInputState.mouseY - y);
     if (dx == 0 && dy == 0) return;
     const float s = viewScale();
     const math::Vec2 d{dx / s, dy / s};
@@ -175,7 +177,7 @@ int Painter::onKey(int key, int x, int y) {
         selectTool(3);
         return 1;
     }
-    return 0;
+    return commands::runMatching(commands, key);
 }
 
 int Painter::onMouseWheel(int wheel, int direction, int x, int y) {

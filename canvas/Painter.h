@@ -4,7 +4,9 @@
 // on the surfaces.
 #include <array>
 #include <memory>
+#include <vector>
 
+#include "core/Command.h"
 #include "core/InputListener.h"
 #include "core/Math.h"
 #include "core/RenderArea.h"
@@ -63,6 +65,9 @@ public:
     // 6 selection, 7 transform, 8 gradient, 9 bucket fill, 10 shape,
     // 11 mirror, 12 colour picker.
     std::array<std::unique_ptr<Tool>, 13> tools;
+    // Canvas commands (zoom and brush size keys), run by onKey after the tool's
+    // and the painter's own keys.
+    std::vector<std::unique_ptr<Command>> commands;
 
 private:
     float viewScale() const;

@@ -9,9 +9,11 @@
 
 #include "canvas/Canvas.h"
 #include "canvas/Painter.h"
+#include "core/CommandList.h"
 #include "core/FrameOverlays.h"
 #include "core/Globals.h"
 #include "core/InputCallbacks.h"
+#include "core/InputState.h"
 #include "core/PaintingApplication.h"
 #include "history/History.h"
 #include "platform/Clock.h"
@@ -40,6 +42,8 @@ void tick(int period) {
     gLastTickTime = now;
     // Key and button flags, pen expiry, XInput2 packets.
     pollInput();
+    // Held keys choose the interaction mode; a mode change ends a stroke.
+    commands::offerModifierMask(*gApp, gInputState, gCanvas);
     if (gGui) gGui->update(elapsed, 0, 0);
     gPainter.update(elapsed, 0, 0);
     AnimatorRegistry::instance().tick();

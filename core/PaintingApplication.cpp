@@ -10,6 +10,7 @@
 #include "canvas/MultiLayeredImage.h"
 #include "canvas/Painter.h"
 #include "canvas/Projection.h"
+#include "core/CommandList.h"
 #include "core/Globals.h"
 #include "core/InputState.h"
 #include "core/MainLoop.h"
@@ -138,14 +139,7 @@ void PaintingApplication::engageAxisLock(int x, int y) {
     }
 }
 
-void PaintingApplication::unconsumedKey(int code) {
-    // Undo and redo until the command system binds them; both rest while the
-    // transform tool (index 7) holds a picture.
-    constexpr int kCtrlY = 0x859, kCtrlZ = 0x85A, kTransformTool = 7;
-    if (currentToolIndex_ == kTransformTool) return;
-    if (code == kCtrlZ) history->undo();
-    else if (code == kCtrlY) history->redo();
-}
+void PaintingApplication::unconsumedKey(int code) { commands::runUnconsumedKey(*this, *painter, code); }
 
 void PaintingApplication::zoomAt(bool zoomIn, int x, int y, float factor) { painter->zoomAt(zoomIn, x, y, factor); }
 

@@ -2,8 +2,10 @@
 // The painting program: the application frame plus the document.
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "core/Application.h"
+#include "core/Command.h"
 #include "core/InputCallbacks.h"
 
 class BrushTipTable;
@@ -63,4 +65,8 @@ public:
     int currentToolIndex_ = 1; // index into the painter's tools
     int previousToolIndex = 1;
     std::string imageName;
+    // Commands: the four that hold a mode while their keys are down (offered
+    // the modifier mask at every tick), and those run for unconsumed keys.
+    std::vector<std::unique_ptr<Command>> stateCommands;
+    std::vector<std::unique_ptr<Command>> applicationCommands;
 };

@@ -18,6 +18,7 @@
 #include "canvas/ViewNavigation.h"
 #include "brush/BrushTips.h"
 #include "history/BrushStrokeAction.h"
+#include "core/CommandList.h"
 #include "history/History.h"
 #include "core/Globals.h"
 #include "core/InputCallbacks.h"
@@ -182,6 +183,7 @@ int runProgram(const CommandLine& commandLine) {
     if (widgetDemoRequested()) buildWidgetDemo(*gGui);
     InputDispatcher::instance().add(gApp->painter);
     gApp->setTitle("unnamed_image", "");
+    commands::createCommands(*gApp, gPainter);
     ensureFramebufferTested();
 
     const PaintingApplicationOptions& o = gApp->getOptions();
