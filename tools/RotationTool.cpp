@@ -1,0 +1,125 @@
+#include "tools/RotationTool.h"
+
+#include <GL/glew.h>
+
+#include <cmath>
+
+#include "canvas/Canvas.h"
+#include "canvas/Painter.h"
+#include "canvas/Projection.h"
+#include "core/Camera.h"
+#include "core/FrameOverlays.h"
+#include "core/InputState.h"
+#include "core/PaintingApplication.h"
+#include "tools/ToolMessages.h"
+
+float RotationTool::pointerAngle() const {
+    const math::Vec2 p = painter->windowPosition;
+    return std::atan2(p.y - painter->renderArea.height / 2, p.x - painter->renderArea.width / 2) * 57.29578f;
+}
+
+float RotationTool::foldRotation(float r, bool snap) {
+    if (snap) r = std::floor((r + 4) / 45) * 45;
+    while (r >= 180) r -= 360;
+    while (r <= -180) r += 360;
+    // Exactly 180 would bounce between the two loops' bounds: keep it at -180,
+    // the same angle, so the stored value never reaches 180.
+    if (r >= 180) r -= 360;
+    return r;
+}
+
+int RotationTool::onMouseButton(int button, int state, int, int, bool) {
+    if (button != 0) return 0;
+    if (state == 0) {
+        dragging = true;
+        grabAngle = pointerAngle();
+        startRotation = painter->camera->rotation;
+    } else {
+        dragging = false;
+    }
+    return 1;
+}
+
+int RotationTool::onMouseDrag(int, int, bool) {
+    if (!dragging || !gInputState.leftButton) return 0;
+    const float delta = pointerAngle() - grabAngle;
+    if (std::fabs(delta) < 0.1f) return 1;
+    const float r = foldRotation(startRotation + delta, gInputState.shift);
+    painter->camera->rotation = r;
+    painter->camera->setRotation();
+    painter->application->showMessage("rotation: %d degrees", static_cast<int>(-r));
+    return 1;
+}
+
+bool RotationTool::isActive() const {
+    auto* app = static_cast<const PaintingApplication*>(painter->application);
+    return painter->application->interactionMode == kModeRotation || app->currentToolIndex_ == 3;
+}
+
+void RotationTool::activate() { announce("rotation mode"); }
+
+namespace {
+void ringPart(float cx, float cy, float fromDeg, float sweepDeg) {
+    // Steps of 1/60 of a turn, and a last vertex at the exact angle.
+    const int steps = static_cast<int>(std::fabs(sweepDeg) / 6.0f);
+    const float dir = sweepDeg < 0 ? -1.0f : 1.0f;
+    glBegin(GL_QUAD_STRIP);
+    for (int i = 0; i <= steps + 1; ++i) {
+        const float deg = i <= steps ? fromDeg + dir * 6.0f * i : fromDeg + sweepDeg;
+        const float a = deg / 57.29578f;
+        glVertex2f(cx + 100 * std::cos(a), cy + 100 * std::sin(a));
+        glVertex2f(cx + 80 * std::cos(a), cy + 80 * std::sin(a));
+    }
+    glEnd();
+}
+} // namespace
+
+void RotationTool::drawToolOverlay() {
+    const RenderArea& r = painter->renderArea;
+    RenderAreaProjection projection(r.width, r.height);
+    glPushAttrib(GL_ENABLE_BIT | GL_CURRENT_BIT | GL_COLOR_BUFFER_BIT | GL_POLYGON_BIT);
+    glDisable(GL_LIGHTING);
+    glDisable(GL_DEPTH_TEST);
+    glDisable(GL_TEXTURE_2D);
+    glDisable(GL_CULL_FACE);
+    glEnable(GL_BLEND);
+    glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
+    const float cx = r.width / 2, cy = r.height / 2;
+    glColor4f(0.5f, 0.5f, 0.5f, 0.2f);
+    ringPart(cx, cy, 0, 360);
+    if (dragging) {
+        const float rotation = painter->camera->rotation;
+        if (rotation >= 0) glColor4f(1, 0, 0, 0.5f);
+        else glColor4f(0, 1, 1, 0.5f);
+        ringPart(cx, cy, 90, -rotation);
+    }
+    glPopAttrib();
+}
+
+void RotationTool::drawCursor(int x, int y) {
+    glPushAttrib(GL_ENABLE_BIT | GL_CURRENT_BIT | GL_COLOR_BUFFER_BIT);
+    glDisable(GL_TEXTURE_2D);
+    glDisable(GL_BLEND);
+    glEnable(GL_COLOR_LOGIC_OP);
+    glLogicOp(GL_INVERT);
+    const float radius = painter->canvas->brush.size * painter->camera->scale(painter->renderArea.height) * 0.5f;
+    glBegin(GL_LINE_LOOP);
+    for (int i = 0; i < 60; ++i) {
+        const float a = i * 6.2831855f / 60;
+        glVertex2f(x + radius * std::cos(a), y + radius * std::sin(a));
+    }
+    glEnd();
+    glBegin(GL_LINES);
+    glVertex2i(x - 5, y);
+    glVertex2i(x + 5, y);
+    glVertex2i(x, y - 5);
+    glVertex2i(x, y + 5);
+    glEnd();
+    glPopAttrib();
+}
+
+void RotationTool::drawHints(int& line) {
+    if (!dragging) return;
+    printStatusLine(line, "rotation");
+    if (!gInputState.shift) printStatusLine(line, "hold [SHIFT] to restrict rotation to multiples of 45 degrees");
+}
