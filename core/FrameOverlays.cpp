@@ -13,20 +13,12 @@
 #include "core/InputState.h"
 #include "core/PaintingApplication.h"
 #include "tools/Tool.h"
+#include "widgets/DrawHelpers.h"
 #include "widgets/GlFont.h"
 
 namespace {
 int statusLineHeight() { return static_cast<int>(1.5f * gFontGui->height); }
 
-void ring(float cx, float cy, float inner, float outer, float fromDeg, float toDeg, int segments) {
-    glBegin(GL_QUAD_STRIP);
-    for (int i = 0; i <= segments; ++i) {
-        const float a = (fromDeg + (toDeg - fromDeg) * i / segments) / 57.29578f;
-        glVertex2f(cx + outer * std::cos(a), cy + outer * std::sin(a));
-        glVertex2f(cx + inner * std::cos(a), cy + inner * std::sin(a));
-    }
-    glEnd();
-}
 } // namespace
 
 void printStatusLine(int& line, const char* text) {
@@ -103,15 +95,15 @@ void drawProgressOverlay() {
     const int k = static_cast<int>(t) % 2;
     const float cx = w / 2, cy = h / 2;
     glColor4f(0.2f, 0.2f, 0.2f, 0.5f);
-    ring(cx, cy, 75.0f, 105.0f, 0, 360, 60);
+    drawRing(60, cx, cy, 75.0f, 105.0f);
     // The arc fills the ring in one period, then the colours change places.
     if (k == 0) glColor4f(0.8f, 0.8f, 0.8f, 1.0f);
     else glColor4f(1, 1, 1, 1);
-    ring(cx, cy, 80.0f, 100.0f, 0, 360, 60);
+    drawRing(60, cx, cy, 80.0f, 100.0f);
     if (k == 0) glColor4f(1, 1, 1, 1);
     else glColor4f(0.8f, 0.8f, 0.8f, 1.0f);
     const float fraction = t - static_cast<float>(static_cast<int>(t));
-    if (fraction > 0) ring(cx, cy, 80.0f, 100.0f, 0, fraction * 360.0f, std::max(1, static_cast<int>(60 * fraction)));
+    if (fraction > 0) drawArc(fraction * 360.0f, cx, cy, 80.0f, 100.0f);
 
     glEnable(GL_TEXTURE_2D);
     if (app.busyRemainingMs > 0) {

@@ -141,12 +141,7 @@ void BrushTool::drawCursor(int x, int y) {
     drawOutline(x, y, angle);
     if (!stroking) {
         glDisable(GL_TEXTURE_2D);
-        glBegin(GL_LINES);
-        glVertex2i(x - 5, y);
-        glVertex2i(x + 5, y);
-        glVertex2i(x, y - 5);
-        glVertex2i(x, y + 5);
-        glEnd();
+        drawCross(x, y, 5);
     }
     glPopAttrib();
 }

@@ -7,6 +7,7 @@
 #include "canvas/Painter.h"
 #include "core/Globals.h"
 #include "core/InputState.h"
+#include "widgets/DrawHelpers.h"
 
 math::Vec2 DraggablePoint::screenPosition() const {
     const math::Vec2 t{target[0], target[1]};
@@ -45,17 +46,6 @@ int DraggablePoint::onMouseDrag(int x, int y, bool) {
     return 1;
 }
 
-namespace {
-void disc(math::Vec2 c, float inner, float outer) {
-    glBegin(GL_QUAD_STRIP);
-    for (int i = 0; i <= 60; ++i) {
-        const float a = i * 6.2831855f / 60;
-        glVertex2f(c.x + outer * std::cos(a), c.y + outer * std::sin(a));
-        glVertex2f(c.x + inner * std::cos(a), c.y + inner * std::sin(a));
-    }
-    glEnd();
-}
-} // namespace
 
 void DraggablePoint::draw(float opacity) {
     const math::Vec2 c = screenPosition();
@@ -67,10 +57,10 @@ void DraggablePoint::draw(float opacity) {
     glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
     if (active) glColor4f(1, 1, 1, opacity);
     else glColor4f(0.8f, 1, 1, opacity);
-    disc(c, 10, active ? 20.0f : 15.0f);
+    drawRing(60, c.x, c.y, 10, active ? 20.0f : 15.0f);
     if (dragIndex != -1) glColor4f(0, 1, 1, opacity);
     else if (hoverIndex != -1) glColor4f(0.5f, 0.8f, 0.8f, opacity);
     else glColor4f(1, 1, 1, opacity);
-    disc(c, 0, 3);
+    drawRing(60, c.x, c.y, 0, 3);
     glPopAttrib();
 }

@@ -12,6 +12,7 @@
 #include "core/InputState.h"
 #include "core/PaintingApplication.h"
 #include "tools/ToolMessages.h"
+#include "widgets/DrawHelpers.h"
 
 float RotationTool::pointerAngle() const {
     const math::Vec2 p = painter->windowPosition;
@@ -58,21 +59,6 @@ bool RotationTool::isActive() const {
 
 void RotationTool::activate() { announce("rotation mode"); }
 
-namespace {
-void ringPart(float cx, float cy, float fromDeg, float sweepDeg) {
-    // Steps of 1/60 of a turn, and a last vertex at the exact angle.
-    const int steps = static_cast<int>(std::fabs(sweepDeg) / 6.0f);
-    const float dir = sweepDeg < 0 ? -1.0f : 1.0f;
-    glBegin(GL_QUAD_STRIP);
-    for (int i = 0; i <= steps + 1; ++i) {
-        const float deg = i <= steps ? fromDeg + dir * 6.0f * i : fromDeg + sweepDeg;
-        const float a = deg / 57.29578f;
-        glVertex2f(cx + 100 * std::cos(a), cy + 100 * std::sin(a));
-        glVertex2f(cx + 80 * std::cos(a), cy + 80 * std::sin(a));
-    }
-    glEnd();
-}
-} // namespace
 
 void RotationTool::drawToolOverlay() {
     const RenderArea& r = painter->renderArea;
@@ -86,12 +72,13 @@ void RotationTool::drawToolOverlay() {
     glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
     const float cx = r.width / 2, cy = r.height / 2;
     glColor4f(0.5f, 0.5f, 0.5f, 0.2f);
-    ringPart(cx, cy, 0, 360);
+    drawRing(60, cx, cy, 80, 100);
     if (dragging) {
+        // From the top of the ring through the negative of the rotation (clockwise for a positive one).
         const float rotation = painter->camera->rotation;
         if (rotation >= 0) glColor4f(1, 0, 0, 0.5f);
         else glColor4f(0, 1, 1, 0.5f);
-        ringPart(cx, cy, 90, -rotation);
+        drawArc(rotation, cx, cy, 80, 100);
     }
     glPopAttrib();
 }
@@ -109,12 +96,7 @@ void RotationTool::drawCursor(int x, int y) {
         glVertex2f(x + radius * std::cos(a), y + radius * std::sin(a));
     }
     glEnd();
-    glBegin(GL_LINES);
-    glVertex2i(x - 5, y);
-    glVertex2i(x + 5, y);
-    glVertex2i(x, y - 5);
-    glVertex2i(x, y + 5);
-    glEnd();
+    drawCross(x, y, 5);
     glPopAttrib();
 }
 

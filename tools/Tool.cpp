@@ -18,3 +18,12 @@ void drawDefaultCursor(int x, int y) {
 }
 
 void Tool::drawCursor(int x, int y) { drawDefaultCursor(x, y); }
+
+void drawCross(int x, int y, int half) {
+    glBegin(GL_LINES);
+    glVertex2i(x - half, y);
+    glVertex2i(x + half, y);
+    glVertex2i(x, y - half);
+    glVertex2i(x, y + half);
+    glEnd();
+}

@@ -44,3 +44,5 @@ protected:
 
 // The default pointer: a filled white triangle with its tip at (x, y).
 void drawDefaultCursor(int x, int y);
+// A cross of `half` pixels each way, as two lines, in the current colour and blending.
+void drawCross(int x, int y, int half);
