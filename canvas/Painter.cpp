@@ -2,6 +2,8 @@
 
 #include <GL/glew.h>
 
+#include <cmath>
+
 #include "canvas/Canvas.h"
 #include "canvas/GlPixels.h"
 #include "canvas/MultiLayeredImage.h"
@@ -10,6 +12,7 @@
 #include "canvas/ViewMath.h"
 #include "core/Application.h"
 #include "core/Camera.h"
+#include "core/CommandActions.h"
 #include "core/CommandList.h"
 #include "core/Globals.h"
 #include "core/InputDispatcher.h"
@@ -161,7 +164,10 @@ int Painter::onMouseDrag(int x, int y, bool fromPen) {
         pan(x, y);
         return 1;
     }
-    if (application->interactionMode == kModeSizeZoom) return 1;
+    if (application->interactionMode == kModeSizeZoom) {
+        sizeZoomDrag(x, y);
+        return 1;
+    }
     Tool* tool = routedTool();
     return tool ? tool->onMouseDrag(x, y, fromPen) : 0;
 }
@@ -182,8 +188,33 @@ int Painter::onKey(int key, int x, int y) {
 
 int Painter::onMouseWheel(int wheel, int direction, int x, int y) {
     currentTool->onMouseWheel(wheel, direction, x, y);
-    zoomAt(direction > 0, x, y, 1.3f);
+    if (gInputState.ctrl) changeBrushSize(direction > 0, 1.3f);
+    else zoomAt(direction > 0, x, y, 1.3f);
     return 1;
+}
+
+void Painter::changeBrushSize(bool larger, float factor) {
+    int32_t& size = canvas->brush.size;
+    size = larger ? commands::increasedBrushSize(size, factor, gMaxBrushSize)
+                  : commands::decreasedBrushSize(size, factor);
+    application->showMessage("brush size: %d", size);
+}
+
+// The size-and-zoom drag: after a 5-pixel move the drag locks to its main
+// axis; up and down zoom about the press point, left and right size the brush.
+void Painter::sizeZoomDrag(int x, int y) {
+    if (!gInputState.leftButton) return;
+    static_cast<PaintingApplication*>(application)->engageAxisLock(x, y);
+    if (gInputState.axisLock == 0) {
+        if (y != gInputState.mouseY)
+            zoomAt(y > gInputState.mouseY, gInputState.pressX, gInputState.pressY, 1.1f);
+    } else if (gInputState.axisLock == 1) {
+        const int n = x - gInputState.mouseX;
+        if (n == 0) return;
+        const int steps = n > 0 ? n : -n;
+        const float factor = steps == 2 ? 1.21f : std::pow(1.1f, static_cast<float>(steps));
+        changeBrushSize(n > 0, factor);
+    }
 }
 
 int Painter::onDoubleClick(int x, int y) { return currentTool->onDoubleClick(x, y); }

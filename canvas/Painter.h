@@ -43,6 +43,8 @@ public:
     void zoomAt(bool zoomIn, int x, int y, float factor);
     // Moves the picture with the pointer, in any rotation.
     void pan(int x, int y);
+    // Brush size up or down by a factor, with the status line.
+    void changeBrushSize(bool larger, float factor);
 
     // Makes tools[index] current; see the tool table for the numbers.
     void selectTool(int index);
@@ -71,6 +73,7 @@ public:
 
 private:
     float viewScale() const;
+    void sizeZoomDrag(int x, int y);
     // The tool that gets pointer input in the current interaction mode, or null.
     Tool* routedTool() const;
     void drawCurrentLayer(float x, float y, float width, float height, float zoom);
