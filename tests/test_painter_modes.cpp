@@ -100,6 +100,7 @@ TEST_F(PainterModes, SizeAndZoomDrag) {
     gPainter.renderArea = {0, 0, 800, 600};
     gCamera.lookFrom(300);
     gCanvas.brush.size = 40;
+    gMaxBrushSize = 2000; // other tests leave it at twice their small canvases
     auto drag = [](int x, int y) {
         gPainter.onMouseDrag(x, y, false);
         gInputState.updatePointer(x, y); // what the dispatcher does after delivery
