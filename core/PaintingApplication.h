@@ -65,6 +65,7 @@ public:
     int currentToolIndex_ = 1; // index into the painter's tools
     int previousToolIndex = 1;
     std::string imageName;
+    std::string autosavePath; // where the autosave writes this run
     // Commands: the four that hold a mode while their keys are down (offered
     // the modifier mask at every tick), and those run for unconsumed keys.
     std::vector<std::unique_ptr<Command>> stateCommands;

@@ -20,6 +20,7 @@
 #include "history/BrushStrokeAction.h"
 #include "core/CommandList.h"
 #include "history/History.h"
+#include "core/FileNames.h"
 #include "core/Globals.h"
 #include "core/InputCallbacks.h"
 #include "core/InputDispatcher.h"
@@ -195,6 +196,8 @@ int runProgram(const CommandLine& commandLine) {
         std::fprintf(stderr, "unable to load file: %s\n", commandLine.file.c_str());
     makeBlankImage(size.width, size.height);
     if (commandLine.file.empty()) enterStartDirectory();
+    gApp->autosavePath = autosaveTarget(platform::tempDir(), gApp->closingStatus->cleanExit,
+                                        [](const std::string& p) { return std::filesystem::exists(p); });
     registerCallbacks();
     glutMainLoop();
     return 0;
