@@ -1,10 +1,34 @@
-// kestrelwing-bench: prints speed and memory figures as "NAME value unit"
-// lines. The figures themselves arrive with the benchmark work; until then
-// the program only reports what it would measure on.
+// kestrelwing-bench: speed and memory figures as "NAME value unit" lines;
+// where a peer exists its figure and our/peer ratio follow, measured in the
+// same run. `--quick` runs small sizes only, to check that it works.
 #include <cstdio>
+#include <cstring>
+#include <string>
 #include <thread>
 
-int main() {
-    std::printf("machine.cores %u count\n", std::thread::hardware_concurrency());
+#include "bench/BenchSupport.h"
+#include "bench/DabBench.h"
+#include "bench/HistoryBench.h"
+
+int main(int argc, char** argv) {
+    const bool quick = argc > 1 && std::strcmp(argv[1], "--quick") == 0;
+    std::string error;
+    if (!bench::startGl(error)) {
+        std::fprintf(stderr, "kestrelwing-bench: no OpenGL context: %s\n", error.c_str());
+        return 1;
+    }
+    bench::figure("machine.cores", std::thread::hardware_concurrency(), "count");
+    if (quick) {
+        bench::runDabBenchmarks({8, 32});
+        bench::runStrokeLatency();
+        bench::runCompositeTimes({{1024, 768}});
+        bench::runUndoBenchmark(1024, 3);
+    } else {
+        bench::runDabBenchmarks({8, 32, 128, 512});
+        bench::runStrokeLatency();
+        bench::runCompositeTimes({{1024, 768}, {4096, 4096}, {8192, 8192}});
+        bench::runUndoBenchmark(4096, 5);
+    }
+    bench::figure("memory.peak", bench::peakResidentMiB(), "MiB");
     return 0;
 }

@@ -27,14 +27,30 @@ void setDabBlend(const Brush& brush) {
     }
 }
 
+// The program in use for a run of dabs, with its uniform locations asked for
+// once per run rather than once per dab (small dabs are dominated by that).
+struct DabProgramState {
+    const ShaderProgram* program = nullptr;
+    GLint center = -1, radius = -1, hardness = -1;
+
+    void use(const ShaderProgram& p) {
+        if (program == &p) return;
+        program = &p;
+        glUseProgram(p.program);
+        center = glGetUniformLocation(p.program, "center");
+        radius = glGetUniformLocation(p.program, "radius");
+        hardness = glGetUniformLocation(p.program, "hardness");
+        const GLint tex = glGetUniformLocation(p.program, "tex");
+        if (tex >= 0) glUniform1i(tex, 0);
+    }
+};
+
 // Round dabs: the disc comes from the fragment program, the quad only covers it.
-void stampRound(const brush::Dab& d) {
-    const ShaderProgram& p = d.kind == brush::DabKind::SoftRound ? softDabProgram : hardDabProgram;
-    glUseProgram(p.program);
-    glUniform2f(glGetUniformLocation(p.program, "center"), d.center.x, d.center.y);
-    glUniform1f(glGetUniformLocation(p.program, "radius"), d.radius);
-    if (d.kind == brush::DabKind::SoftRound)
-        glUniform1f(glGetUniformLocation(p.program, "hardness"), d.hardness);
+void stampRound(const brush::Dab& d, DabProgramState& state) {
+    state.use(d.kind == brush::DabKind::SoftRound ? softDabProgram : hardDabProgram);
+    glUniform2f(state.center, d.center.x, d.center.y);
+    glUniform1f(state.radius, d.radius);
+    if (d.kind == brush::DabKind::SoftRound) glUniform1f(state.hardness, d.hardness);
     glColor4f(d.color[0], d.color[1], d.color[2], d.color[3]);
     glBegin(GL_QUADS);
     glVertex2i(d.quadLeft, d.quadBottom);
@@ -69,10 +85,11 @@ void stampDabs(const Brush& brush, std::span<const brush::Dab> dabs, const Brush
     glEnable(GL_BLEND);
     setDabBlend(brush);
     GLuint boundTip = 0;
+    DabProgramState state;
     for (const brush::Dab& d : dabs) {
         if (d.kind == brush::DabKind::HardRound || d.kind == brush::DabKind::SoftRound) {
             glDisable(GL_TEXTURE_2D);
-            stampRound(d);
+            stampRound(d, state);
             continue;
         }
         const BrushTip* tip = tips.find(d.tipIndex);
@@ -83,9 +100,7 @@ void stampDabs(const Brush& brush, std::span<const brush::Dab> dabs, const Brush
             glBindTexture(GL_TEXTURE_2D, tip->texture);
             boundTip = tip->texture;
         }
-        const ShaderProgram& p = d.kind == brush::DabKind::TexturedDry ? dabDryProgram : dabTextureProgram;
-        glUseProgram(p.program);
-        glUniform1i(glGetUniformLocation(p.program, "tex"), 0);
+        state.use(d.kind == brush::DabKind::TexturedDry ? dabDryProgram : dabTextureProgram);
         stampTextured(d);
     }
     glUseProgram(0);

@@ -10,7 +10,7 @@ PACKAGES=(
   libfreetype-dev libfontconfig-dev fonts-dejavu-core
   libboost-filesystem-dev libboost-system-dev libtinyxml-dev libpng-dev
   libjpeg-dev libtiff-dev libraw-dev libstb-dev
-  libgtest-dev libgmock-dev
+  libgtest-dev libgmock-dev libmypaint-dev
   xvfb xauth xdotool
 )
 

@@ -1,0 +1,38 @@
+#include "bench/BenchSupport.h"
+
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <memory>
+
+#include "canvas/GlInfo.h"
+#include "canvas/Shaders.h"
+#include "platform/HeadlessGl.h"
+
+namespace bench {
+
+double peakResidentMiB() {
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_maxrss / 1024.0; // kilobytes on Linux
+}
+
+double residentMiB() {
+    long pages = 0, resident = 0;
+    if (FILE* f = std::fopen("/proc/self/statm", "r")) {
+        if (std::fscanf(f, "%ld %ld", &pages, &resident) != 2) resident = 0;
+        std::fclose(f);
+    }
+    return static_cast<double>(resident) * sysconf(_SC_PAGESIZE) / (1024.0 * 1024.0);
+}
+
+bool startGl(std::string& error) {
+    static std::unique_ptr<platform::HeadlessGlContext> context;
+    context = std::make_unique<platform::HeadlessGlContext>(64, 64);
+    if (!context->create(&error)) return false;
+    gGlInfo = GlInfo::readFromCurrentContext();
+    buildAllShaderPrograms(gGlInfo);
+    return true;
+}
+
+} // namespace bench
