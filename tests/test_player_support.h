@@ -20,6 +20,7 @@ struct FakePlayerHost {
     bool pointerShown = true;
     bool panels = true;
     std::array<int, 2> canvas{1024, 768};
+    bool* mirrored = nullptr; // the canvas's flip marker, when there is a canvas
 
     PlayerHost make() {
         PlayerHost h;
@@ -29,6 +30,7 @@ struct FakePlayerHost {
         h.showPointer = [this](bool on) { pointerShown = on; };
         h.notify = [this](const char* text) { messages.emplace_back(text); };
         h.canvasSize = [this] { return canvas; };
+        h.pictureMirrored = mirrored;
         return h;
     }
 };

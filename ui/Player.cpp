@@ -9,6 +9,7 @@
 #include "core/Camera.h"
 #include "core/InputDispatcher.h"
 #include "core/RenderArea.h"
+#include "history/CanvasFlipAction.h"
 #include "history/History.h"
 #include "platform/Clock.h"
 #include "widgets/Animator.h"
@@ -99,6 +100,13 @@ bool Player::begin() {
     replayCamera.reset(w, h);
     InputDispatcher::instance().exclusive = this;
     history->resetToBlank();
+    if (host.pictureMirrored) {
+        // The list's flips, replayed from the start, must end on the present marker.
+        savedMirrored = *host.pictureMirrored;
+        bool odd = false;
+        for (const auto& action : history->actions()) odd ^= action->type() == CanvasFlipAction::kTypeCode;
+        *host.pictureMirrored = savedMirrored != odd;
+    }
     if (host.fitView) host.fitView();
     resume();
     if (host.notify) host.notify("replay of drawing process..");
@@ -226,6 +234,7 @@ void Player::end() {
         paused = true;
         settleCounters();
     }
+    if (host.pictureMirrored) *host.pictureMirrored = savedMirrored;
     InputDispatcher& dispatcher = InputDispatcher::instance();
     if (dispatcher.exclusive == this) dispatcher.exclusive = nullptr;
     if (hadPanels && host.setPanelsVisible) host.setPanelsVisible(true);

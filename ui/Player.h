@@ -38,6 +38,9 @@ struct PlayerHost {
     std::function<void(const char*)> notify;
     std::function<int(int wheel, int direction, int x, int y)> wheel;
     std::function<std::array<int, 2>()> canvasSize; // the canvas now, pixels
+    // The canvas's marker of an odd number of flips (not owning). No snapshot
+    // holds it, so the player sets it for the blank start and puts it back.
+    bool* pictureMirrored = nullptr;
 };
 
 class Player : public InputListener {
@@ -103,6 +106,7 @@ private:
 
     PlayerHost host;
     ReplayStepper stepper;
+    bool savedMirrored = false;
     bool begun = false;
     bool ended = false;
     int pointerX = -1, pointerY = -1;

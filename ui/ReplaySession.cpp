@@ -28,6 +28,7 @@ PlayerHost programHost() {
         return gPainter.onMouseWheel(wheel, direction, x, y);
     };
     host.canvasSize = [] { return std::array<int, 2>{gCanvas.width, gCanvas.height}; };
+    host.pictureMirrored = &gCanvas.pictureMirrored;
     return host;
 }
 } // namespace
