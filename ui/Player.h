@@ -51,8 +51,9 @@ public:
     static constexpr int32_t kOverlayFadeKey = 0x504C4F56;  // "PLOV"
     static constexpr int32_t kCameraGlideMs = 400;
 
-    // renderArea: the painter's (not owning). Makes the control strip; the
-    // replay begins with begin().
+    // renderArea: the painter's (not owning). The camera must outlive the
+    // player by one glide (kCameraGlideMs), which may still be running when
+    // the player ends. Makes the control strip; the replay begins with begin().
     Player(History& history, Camera& camera, const RenderArea& renderArea, bool autopan, PlayerHost host);
     ~Player() override;
     Player(const Player&) = delete;
