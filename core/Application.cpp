@@ -6,6 +6,7 @@
 #include <cstdio>
 
 #include "platform/Settings.h"
+#include "ui/NotificationWidget.h"
 
 void ApplicationOptions::reset() {
     language = "ENG";
@@ -81,9 +82,23 @@ void Application::showMessage(const char* format, ...) {
     std::vsnprintf(buffer, sizeof buffer, format, args);
     va_end(args);
     lastMessage = buffer;
-    // Until the notification widget exists the status line goes to the terminal.
+    // The terminal gets every status line too (users in a terminal, tests).
     std::printf("%s\n", buffer);
     std::fflush(stdout);
+    if (notification) notification->show("%s", buffer);
+}
+
+void Application::postMessage(const char* format, ...) {
+    char buffer[1024];
+    va_list args;
+    va_start(args, format);
+    std::vsnprintf(buffer, sizeof buffer, format, args);
+    va_end(args);
+    postedMessages.post(buffer);
+}
+
+void Application::deliverPostedMessages() {
+    for (const std::string& text : postedMessages.drain()) showMessage("%s", text.c_str());
 }
 
 void Application::setTitle(const std::string& name, const std::string& extension) {

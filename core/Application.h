@@ -7,6 +7,9 @@
 #include "core/Camera.h"
 #include "core/InteractionMode.h"
 #include "core/RenderArea.h"
+#include "ui/MessageQueue.h"
+
+class NotificationWidget;
 
 // Options that outlive a run. Stored as strings in the settings store.
 class ApplicationOptions {
@@ -50,8 +53,13 @@ public:
     // Every change of the interaction mode goes through here.
     void setInteractionMode(int mode);
 
-    // The transient status line of the whole program (printf-style).
+    // The transient status line of the whole program (printf-style), on the
+    // main thread: shown by the notification widget and printed to stdout.
     void showMessage(const char* format, ...) __attribute__((format(printf, 2, 3)));
+    // The same from any thread: queued until the tick delivers it.
+    void postMessage(const char* format, ...) __attribute__((format(printf, 2, 3)));
+    // Main thread (the tick): shows every posted message, oldest first.
+    void deliverPostedMessages();
     // Window title: name, extension, " - " and the program name.
     void setTitle(const std::string& name, const std::string& extension);
 
@@ -69,6 +77,10 @@ public:
     int busyRemainingMs = 0;
     int busyEstimateTime = 0;
     bool newVersion = false;
-    // Last status text; the notification widget shows it once it exists.
+    // Last status text shown.
     std::string lastMessage;
+    // The one notification widget; null until the interface is built. The
+    // interface root owns it too.
+    std::shared_ptr<NotificationWidget> notification;
+    MessageQueue postedMessages;
 };

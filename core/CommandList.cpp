@@ -9,6 +9,7 @@
 #include "core/InputState.h"
 #include "core/InteractionMode.h"
 #include "core/PaintingApplication.h"
+#include "ui/ReplayPrompt.h"
 
 namespace commands {
 
@@ -142,7 +143,7 @@ bool runBuiltInKey(PaintingApplication& app, Painter& painter, int32_t code) {
     case 'e': painter.selectTool(2); return true;
     case 'h': toggleLayerVisibility(app); return true;
     case 'l': notAvailableYet(app, "load image"); return true;
-    case 'p': notAvailableYet(app, "replay drawing process"); return true;
+    case 'p': openReplayPrompt(); return true; // OK starts the replay
     case 's': notAvailableYet(app, "save image"); return true;
     case 'v': notAvailableYet(app, "export video"); return true;
     case 0x104: togglePerspective(app, painter); return true;

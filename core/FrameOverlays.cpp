@@ -13,6 +13,7 @@
 #include "core/InputState.h"
 #include "core/PaintingApplication.h"
 #include "tools/Tool.h"
+#include "ui/ReplaySession.h"
 #include "widgets/DrawHelpers.h"
 #include "widgets/GlFont.h"
 
@@ -64,8 +65,9 @@ void drawStatusLines() {
     for (const auto& b : badges)
         if (b.held) printRaw(*gFontGui, static_cast<float>(static_cast<int>(w) - b.fromRight), 5.0f, b.name);
 
-    // The pointer's canvas position, right-aligned at the top right.
-    if (mode != kModeInterface && !gApp->Application::busy) {
+    // The pointer's canvas position, right-aligned at the top right. It goes
+    // with the tool bar, which a replay hides with the other panels.
+    if (mode != kModeInterface && !gApp->Application::busy && !activePlayer()) {
         char text[64];
         std::snprintf(text, sizeof text, "[%d,%d]", static_cast<int>(gPainter.canvasPosition.x),
                       static_cast<int>(gPainter.canvasPosition.y));

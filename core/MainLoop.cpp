@@ -18,6 +18,7 @@
 #include "history/History.h"
 #include "platform/Clock.h"
 #include "platform/X11Window.h"
+#include "ui/ReplaySession.h"
 #include "widgets/Animator.h"
 #include "widgets/GUI.h"
 #include "widgets/GuiRoot.h"
@@ -44,6 +45,10 @@ void tick(int period) {
     pollInput();
     // Held keys choose the interaction mode; a mode change ends a stroke.
     commands::offerModifierMask(*gApp, gInputState, gCanvas);
+    // The replay steps here and is deleted by the tick that sees it finished.
+    updateActivePlayer(elapsed);
+    // Texts that worker threads posted reach the notification on this thread.
+    gApp->deliverPostedMessages();
     if (gGui) gGui->update(elapsed, 0, 0);
     gPainter.update(elapsed, 0, 0);
     AnimatorRegistry::instance().tick();
@@ -66,6 +71,7 @@ void reshape(int width, int height) {
     gCamera.fieldOfView = 1.5707964f;
     gPainter.renderArea.width = static_cast<float>(width);
     gPainter.renderArea.height = static_cast<float>(height);
+    reshapeActivePlayer(width, height);
     if (gGui) gGui->update(0, 0, 0);
 }
 
@@ -79,6 +85,7 @@ void display() {
     glDisable(GL_LIGHTING);
     glEnable(GL_BLEND);
     glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
+    drawActivePlayerControls();
     // While a file loads or saves the interface gives way to the progress ring.
     if (gApp->Application::busy) drawProgressOverlay();
     glPopAttrib();

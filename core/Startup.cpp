@@ -29,6 +29,8 @@
 #include "core/PaintingApplication.h"
 #include "core/WindowPlacement.h"
 #include "tools/Tool.h"
+#include "ui/NotificationWidget.h"
+#include "ui/ReplaySession.h"
 #include "platform/ErrorBox.h"
 #include "platform/Paths.h"
 #include "platform/Settings.h"
@@ -139,6 +141,7 @@ void registerCallbacks() {
     platform::setCloseButtonCallback([](int* allowClose) {
         // The window never closes by itself: the program ends through its exit routine.
         *allowClose = 0;
+        stopActivePlayer();
         mainloop::exitProgram();
     });
 }
@@ -182,6 +185,7 @@ int runProgram(const CommandLine& commandLine) {
     // The interface gets events before the canvas.
     createGuiRoot(&gRenderArea);
     if (widgetDemoRequested()) buildWidgetDemo(*gGui);
+    gApp->notification = createNotificationWidget(*gGui);
     InputDispatcher::instance().add(gApp->painter);
     gApp->setTitle("unnamed_image", "");
     commands::createCommands(*gApp, gPainter);
