@@ -223,8 +223,11 @@ LoadResult loadLayeredImage(const std::string& path, DocumentTarget& doc, int32_
         std::fprintf(stderr, "%s: %s\n", path.c_str(), reason.c_str());
         return result;
     }
-    if (doc.capability && !checkCanvasSize(content.width, content.height, *doc.capability, doc.app))
+    if (doc.capability && !checkCanvasSize(content.width, content.height, *doc.capability, doc.app)) {
+        std::fprintf(stderr, "%s: canvas size %d x %d is above what this graphics card supports\n", path.c_str(),
+                     content.width, content.height);
         return LoadResult::Failed;
+    }
     // The file is whole and valid: only now the open picture goes.
     doc.history.clear();
     doc.history.redoList.clear();

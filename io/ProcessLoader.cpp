@@ -217,8 +217,11 @@ LoadResult load(const std::string& path, DocumentTarget& doc, const LoadOptions&
         }
         if (header.processIndex > kwformat::kProcessFormatIndex || header.layerIndex > kwformat::kLayerFormatIndex)
             return LoadResult::TooNew;
-        if (doc.capability && !checkCanvasSize(header.width, header.height, *doc.capability, doc.app))
+        if (doc.capability && !checkCanvasSize(header.width, header.height, *doc.capability, doc.app)) {
+            std::fprintf(stderr, "%s: canvas size %d x %d is above what this graphics card supports\n",
+                         path.c_str(), header.width, header.height);
             return LoadResult::Failed;
+        }
     }
     ProcessBusyScope busy(doc.app);
     ProcessLoadProgress progress;
