@@ -59,11 +59,17 @@ bool readHeader(io::BinaryReader& in, FileHeader& h) {
         h.width = h.height = kOldFormSide;
         return in.seek(start);
     }
-    if (available < static_cast<std::size_t>(kHeaderSize)) {
-        in.fail("file header cut short (" + std::to_string(available) + " of 40 bytes)");
+    // Magic, header size, width and height at least; the rest only when
+    // the header size says it is there.
+    if (available < 20) {
+        in.fail("file header cut short (" + std::to_string(available) + " bytes)");
         return false;
     }
     h.headerSize = fieldAt(raw, 8);
+    if (h.headerSize > 27 && available < static_cast<std::size_t>(kHeaderSize)) {
+        in.fail("file header cut short (" + std::to_string(available) + " of 40 bytes)");
+        return false;
+    }
     h.width = fieldAt(raw, 12);
     h.height = fieldAt(raw, 16);
     h.storedLayerIndex = fieldAt(raw, 28);
