@@ -152,7 +152,7 @@ bool openFile(const std::string& path, const WaitFunction& wait) {
     DocumentTarget doc{gCanvas, gLayers, gHistory, &gFramebufferCapability, gApp};
     LoadFileOptions options;
     options.process.tips = &gBrushTips;
-    options.process.sharedContext = &gSharedContext;
+    options.process.sharedContext = gSharedContext.isCreated() ? &gSharedContext : nullptr;
     options.process.wait = wait;
     options.imageHooks = programImageLoadHooks();
     if (!loadFile(path, doc, options)) return false;

@@ -91,7 +91,9 @@ bool save(const std::string& path, const ProcessSaveInput& input);
 
 struct LoadOptions {
     BrushTipTable* tips = nullptr;                 // process tips are replaced on success
-    platform::SharedGlContext* sharedContext = nullptr; // null: no GL on the loader thread
+    // Made current on the loader thread for the tip textures; null: no GL there.
+    // One that cannot be made current sends the parse back to the calling thread.
+    platform::SharedGlContext* sharedContext = nullptr;
     // Keeps the program alive while the loader thread works; empty: the
     // whole load runs on the calling thread.
     WaitFunction wait;

@@ -124,8 +124,8 @@ void parseWithThread(ParseJob& job, const DrawingProcess::LoadOptions& options, 
         return;
     }
     std::atomic<bool> finished{false};
-    platform::SharedGlContext* shared =
-        options.sharedContext && options.sharedContext->isCreated() ? options.sharedContext : nullptr;
+    // A context that was given but cannot be bound sends the work back here (result 5).
+    platform::SharedGlContext* shared = options.sharedContext;
     std::thread worker([&] {
         runOnLoaderThread(job, shared);
         finished.store(true);
