@@ -1,5 +1,37 @@
 #include "core/CommandLine.h"
 
+#include <vector>
+
+namespace {
+
+CommandLine failure(const std::string& reason) {
+    CommandLine cl;
+    cl.mode = CommandLine::Mode::Error;
+    cl.error = reason;
+    return cl;
+}
+
+// --info FILE, --render [--replay] FILE OUT: the operands after the mode flag.
+CommandLine parseBatch(CommandLine::Mode mode, const std::vector<std::string>& args) {
+    CommandLine cl;
+    cl.mode = mode;
+    std::vector<std::string> operands;
+    for (const std::string& arg : args) {
+        if (arg == "--replay" && mode == CommandLine::Mode::Render) cl.replay = true;
+        else if (arg.size() > 1 && arg[0] == '-') return failure("unknown option: " + arg);
+        else operands.push_back(arg);
+    }
+    const std::size_t wanted = mode == CommandLine::Mode::Info ? 1 : 2;
+    if (operands.size() != wanted)
+        return failure(mode == CommandLine::Mode::Info ? "--info needs one file"
+                                                       : "--render needs an input file and an output image");
+    cl.file = operands[0];
+    if (wanted == 2) cl.output = operands[1];
+    return cl;
+}
+
+} // namespace
+
 CommandLine parseCommandLine(int argc, const char* const* argv) {
     CommandLine cl;
     for (int i = 1; i < argc; ++i) {
@@ -12,20 +44,16 @@ CommandLine parseCommandLine(int argc, const char* const* argv) {
             cl.mode = CommandLine::Mode::Help;
             return cl;
         }
-        if (arg.size() > 1 && arg[0] == '-' && arg != "--") {
-            cl.mode = CommandLine::Mode::Error;
-            cl.error = "unknown option: " + arg;
-            return cl;
+        if ((arg == "--info" || arg == "--render") && i == 1) {
+            const std::vector<std::string> rest(argv + 2, argv + argc);
+            return parseBatch(arg == "--info" ? CommandLine::Mode::Info : CommandLine::Mode::Render, rest);
         }
+        if (arg.size() > 1 && arg[0] == '-' && arg != "--") return failure("unknown option: " + arg);
         if (arg == "--") {
             if (i + 1 < argc && cl.file.empty()) cl.file = argv[i + 1];
             break;
         }
-        if (!cl.file.empty()) {
-            cl.mode = CommandLine::Mode::Error;
-            cl.error = "only one file can be opened: " + arg;
-            return cl;
-        }
+        if (!cl.file.empty()) return failure("only one file can be opened: " + arg);
         cl.file = arg;
     }
     return cl;
@@ -33,9 +61,17 @@ CommandLine parseCommandLine(int argc, const char* const* argv) {
 
 const char* usageText() {
     return "Usage: kestrelwing [FILE]\n"
+           "       kestrelwing --info FILE.dpf\n"
+           "       kestrelwing --render [--replay] FILE OUT.png\n"
            "A digital-painting program.\n"
            "\n"
            "  FILE          an image, a layered picture (.kwf) or a drawing process (.dpf) to open\n"
+           "  --info        print the header, tips, actions and layers of a drawing process\n"
+           "  --render      write the picture FILE holds to OUT (.png, .jpg, .tif, .bmp; other\n"
+           "                names get PNG data), without a window\n"
+           "  --replay      with --render: execute the process's actions from a blank canvas\n"
            "  --version     print the version and exit\n"
-           "  --help        print this text and exit\n";
+           "  --help        print this text and exit\n"
+           "\n"
+           "Batch exit codes: 0 done, 2 bad input, 1 anything else.\n";
 }

@@ -3,10 +3,13 @@
 #include <string>
 
 struct CommandLine {
-    enum class Mode { Run, Version, Help, Error };
+    // Run: the window. Info and Render are batch modes without a window.
+    enum class Mode { Run, Version, Help, Error, Info, Render };
     Mode mode = Mode::Run;
-    std::string file;  // Run: the file to open, empty for a blank image
-    std::string error; // Error: one line saying what is wrong
+    std::string file;   // Run: the file to open, empty for a blank image; Info/Render: the input
+    std::string output; // Render: the image to write
+    bool replay = false; // Render: execute the actions from a blank canvas
+    std::string error;  // Error: one line saying what is wrong
 };
 
 CommandLine parseCommandLine(int argc, const char* const* argv);

@@ -21,6 +21,7 @@
 #include "core/CommandList.h"
 #include "history/History.h"
 #include "core/FileNames.h"
+#include "io/FileOpen.h"
 #include "core/Globals.h"
 #include "core/InputCallbacks.h"
 #include "core/InputDispatcher.h"
@@ -31,6 +32,7 @@
 #include "tools/Tool.h"
 #include "ui/NotificationWidget.h"
 #include "ui/ReplaySession.h"
+#include "platform/Clock.h"
 #include "platform/ErrorBox.h"
 #include "platform/Paths.h"
 #include "platform/Settings.h"
@@ -135,8 +137,10 @@ void registerCallbacks() {
     glutPassiveMotionFunc(onGlutPassiveMotion);
     glutMouseWheelFunc(onGlutMouseWheel);
     platform::setDropFileCallback([](const std::string& path, int x, int y) {
-        // Opening dropped files comes with the file workflows.
+        // Runs from the tick, so the load's nested loop may pump. The warning
+        // box and the reference view's share come with the dialogs.
         std::printf("dropped file: %s at %d,%d\n", path.c_str(), x, y);
+        openFile(path, mainloop::pumpUntil);
     });
     platform::setCloseButtonCallback([](int* allowClose) {
         // The window never closes by itself: the program ends through its exit routine.
@@ -147,6 +151,19 @@ void registerCallbacks() {
 }
 
 } // namespace
+
+bool openFile(const std::string& path, const WaitFunction& wait) {
+    DocumentTarget doc{gCanvas, gLayers, gHistory, &gFramebufferCapability, gApp};
+    LoadFileOptions options;
+    options.process.tips = &gBrushTips;
+    options.process.sharedContext = gSharedContext.isCreated() ? &gSharedContext : nullptr;
+    options.process.wait = wait;
+    options.imageHooks = programImageLoadHooks();
+    if (!loadFile(path, doc, options)) return false;
+    for (auto& tool : gPainter.tools) tool->onCanvasCreated(gCanvas.width, gCanvas.height);
+    fitToWindow(gPainter);
+    return true;
+}
 
 void makeBlankImage(int width, int height) {
     // A transparent picture over the checkerboard, with an empty history that
@@ -195,10 +212,11 @@ int runProgram(const CommandLine& commandLine) {
     const CanvasSize size = limitStartCanvas(o.defaultCanvasWidth, o.defaultCanvasHeight,
                                              gFramebufferCapability.framebufferSupported,
                                              gFramebufferCapability.maxRenderbufferSize);
-    if (!commandLine.file.empty())
-        // Opening files comes with the file formats; until then the blank image stands.
-        std::fprintf(stderr, "unable to load file: %s\n", commandLine.file.c_str());
-    makeBlankImage(size.width, size.height);
+    // No callbacks exist yet, so this load waits without pumping the loop.
+    const bool opened = !commandLine.file.empty() && openFile(commandLine.file, [](const std::function<bool()>& done) {
+        while (!done()) platform::sleepMs(20);
+    });
+    if (!opened) makeBlankImage(size.width, size.height);
     if (commandLine.file.empty()) enterStartDirectory();
     gApp->autosavePath = autosaveTarget(platform::tempDir(), gApp->closingStatus->cleanExit,
                                         [](const std::string& p) { return std::filesystem::exists(p); });

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "core/Batch.h"
 #include "core/CommandLine.h"
 #include "core/Startup.h"
 
@@ -19,6 +20,10 @@ int main(int argc, char** argv) {
     case CommandLine::Mode::Error:
         std::fprintf(stderr, "kestrelwing: %s\n%s", cl.error.c_str(), usageText());
         return 2;
+    case CommandLine::Mode::Info:
+    case CommandLine::Mode::Render:
+        // No window: these run without a display server.
+        return runBatch(cl);
     case CommandLine::Mode::Run:
         break;
     }

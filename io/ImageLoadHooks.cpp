@@ -1,25 +1,24 @@
-// The document side of an image load on the program's global history.
-// Placeholder bodies until the history's snapshots and ImageLoadAction exist:
-// they clear the history and give it the new initial size, nothing more.
+// The document side of an image load on the program's global history: the
+// picture enters the history as an ImageLoadAction, beyond undo's reach.
+#include "canvas/Canvas.h"
 #include "canvas/MultiLayeredImage.h"
 #include "core/Globals.h"
 #include "history/History.h"
+#include "history/ImageActions.h"
 #include "io/ImageLoad.h"
 
 void resetDocumentForImage(int32_t width, int32_t height) {
+    // Reset layers, snapshots and history; the canvas is remade next.
     gHistory.clear();
+    gHistory.redoList.clear();
+    gHistory.freeSnapshots();
     gHistory.initialWidth = width;
     gHistory.initialHeight = height;
 }
 
 void onImageLoaded(std::vector<uint8_t> surfacePixels, int32_t width, int32_t height) {
-    // Still to come with the history: an ImageLoadAction holding surfacePixels,
-    // History::add, stepsSinceSnapshot and undoDepth 0, takeSnapshot(true) twice.
-    (void)surfacePixels;
-    (void)width;
-    (void)height;
-    gHistory.stepsSinceSnapshot = 0;
-    gHistory.undoDepth = 0;
+    gHistory.add(std::make_unique<ImageLoadAction>(gCanvas, width, height, std::move(surfacePixels)), false);
+    gHistory.settleAfterLoad();
 }
 
 ImageLoadHooks programImageLoadHooks() { return {resetDocumentForImage, onImageLoaded}; }

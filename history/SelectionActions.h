@@ -1,0 +1,57 @@
+#pragma once
+// Actions of the polygon selection: enable (with its outline), disable, and
+// cut (clear the selected pixels). The selection tool completes the work on
+// its outline and mask; these hold the stored forms and the canvas flag.
+#include <vector>
+
+#include "core/Math.h"
+#include "history/HistoryAction.h"
+
+class Canvas;
+
+class EnableSelectionAction : public HistoryAction {
+public:
+    static constexpr int kTypeCode = 6;
+
+    explicit EnableSelectionAction(Canvas& canvas, std::vector<math::Vec2> points = {})
+        : canvas_(canvas), points_(std::move(points)) {}
+
+    int type() const override { return kTypeCode; }
+    bool countsAsStep() const override { return true; }
+    bool execute() override;
+    // No snapshot holds the selection tool's state: leaving the list clears it.
+    void undo() override;
+    // Body: count, then count points of x, y (floats), canvas pixels.
+    void write(io::BinaryWriter& out) const override;
+    void read(io::BinaryReader& in) override;
+
+    const std::vector<math::Vec2>& points() const { return points_; }
+
+private:
+    Canvas& canvas_;
+    std::vector<math::Vec2> points_;
+};
+
+class DisableSelectionAction : public HistoryAction {
+public:
+    static constexpr int kTypeCode = 7;
+    explicit DisableSelectionAction(Canvas& canvas) : canvas_(canvas) {}
+    int type() const override { return kTypeCode; }
+    bool countsAsStep() const override { return true; }
+    bool execute() override;
+
+private:
+    Canvas& canvas_;
+};
+
+class ImageCutAction : public HistoryAction {
+public:
+    static constexpr int kTypeCode = 23;
+    explicit ImageCutAction(Canvas& canvas) : canvas_(canvas) {}
+    int type() const override { return kTypeCode; }
+    bool countsAsStep() const override { return true; }
+    bool execute() override;
+
+private:
+    Canvas& canvas_;
+};

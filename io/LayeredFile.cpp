@@ -1,0 +1,264 @@
+#include "io/LayeredFile.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <fstream>
+
+#include "canvas/Canvas.h"
+#include "canvas/GlPixels.h"
+#include "canvas/MultiLayeredImage.h"
+#include "core/Application.h"
+#include "history/History.h"
+#include "history/ImageActions.h"
+#include "io/BinaryStream.h"
+#include "io/ImageLoad.h"
+#include "io/ProcessFormat.h"
+
+namespace {
+
+// Layer indices that gate the older bodies.
+constexpr int32_t kCountSinceLayerIndex = 1;
+constexpr int32_t kRecordsSinceLayerIndex = 2;
+constexpr int32_t kBlendModeSinceLayerIndex = 3;
+constexpr int32_t kPremultipliedSinceLayerIndex = 4;
+
+std::size_t pixelBytes(int32_t width, int32_t height) {
+    return static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 4;
+}
+
+bool writeBytes(const std::string& path, const std::vector<uint8_t>& bytes, bool& opened) {
+    std::ofstream file(path, std::ios::binary | std::ios::trunc);
+    opened = static_cast<bool>(file);
+    if (!opened) return false;
+    file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    return static_cast<bool>(file);
+}
+
+} // namespace
+
+void writeLayeredBody(io::BinaryWriter& out, const LayeredPicture& picture) {
+    out.i32(static_cast<int32_t>(picture.layers.size()));
+    for (const LayerPixels& layer : picture.layers) {
+        out.boolean(layer.visible);
+        out.i32(layer.opacity);
+        out.i32(layer.blendMode);
+    }
+    out.i32(picture.current);
+    const std::size_t bytes = pixelBytes(picture.width, picture.height);
+    for (const LayerPixels& layer : picture.layers) {
+        if (layer.pixels.size() == bytes) {
+            out.raw(layer.pixels);
+        } else {
+            // A layer without pixels is transparent; the body keeps its length.
+            const std::vector<uint8_t> clear(bytes, 0);
+            out.raw(clear);
+        }
+    }
+}
+
+bool readLayeredBody(io::BinaryReader& in, int32_t width, int32_t height, LayeredPicture& picture) {
+    picture = LayeredPicture{};
+    if (width < 1 || height < 1 || width > kwformat::kMaxSide || height > kwformat::kMaxSide) {
+        in.fail("layer size " + std::to_string(width) + " x " + std::to_string(height) + " out of range");
+        return false;
+    }
+    const int32_t form = in.layerFormatIndex;
+    int32_t count = 1;
+    if (form >= kCountSinceLayerIndex && !in.i32(count)) return false;
+    const std::size_t recordBytes = form >= kBlendModeSinceLayerIndex ? 9 : form >= kRecordsSinceLayerIndex ? 5 : 0;
+    const std::size_t bytes = pixelBytes(width, height);
+    if (!in.checkCount(count, recordBytes + bytes)) return false;
+    if (count < 1) {
+        in.fail("a layered picture without layers");
+        return false;
+    }
+    picture.width = width;
+    picture.height = height;
+    picture.layers.resize(static_cast<std::size_t>(count));
+    if (form >= kRecordsSinceLayerIndex) {
+        for (LayerPixels& layer : picture.layers) {
+            in.boolean(layer.visible);
+            in.i32(layer.opacity);
+            if (form >= kBlendModeSinceLayerIndex) in.i32(layer.blendMode);
+            layer.opacity = std::clamp(layer.opacity, 0, 100);
+        }
+        in.i32(picture.current);
+        if (!in.failed() && (picture.current < 0 || picture.current >= count)) {
+            in.fail("current layer " + std::to_string(picture.current) + " of " + std::to_string(count));
+            return false;
+        }
+    }
+    for (LayerPixels& layer : picture.layers) {
+        layer.pixels.resize(bytes);
+        if (!in.raw(layer.pixels)) break;
+        // Older bodies held straight alpha.
+        if (form < kPremultipliedSinceLayerIndex) premultiply(layer.pixels.data(), layer.pixels.size());
+    }
+    if (in.failed()) {
+        picture = LayeredPicture{};
+        return false;
+    }
+    return true;
+}
+
+LayeredPicture captureLayers(Canvas& canvas, const MultiLayeredImage& layers) {
+    LayeredPicture picture;
+    picture.width = canvas.width;
+    picture.height = canvas.height;
+    picture.current = layers.current;
+    const std::size_t bytes = pixelBytes(canvas.width, canvas.height);
+    for (int i = 0; i < layers.count(); ++i) {
+        const Layer& layer = layers.layers[static_cast<std::size_t>(i)];
+        LayerPixels out{layer.visible, layer.opacity, layer.blendMode, {}};
+        if (i == layers.current)
+            out.pixels = readTexture(canvas.currentLayerSurface().textureId, canvas.width, canvas.height);
+        else if (!layer.changedSinceSnapshot && layer.cachedPixels)
+            out.pixels.assign(layer.cachedPixels, layer.cachedPixels + bytes);
+        else if (layer.textureId != 0)
+            out.pixels = readTexture(layer.textureId, canvas.width, canvas.height);
+        if (out.pixels.size() != bytes) out.pixels.assign(bytes, 0);
+        picture.layers.push_back(std::move(out));
+    }
+    return picture;
+}
+
+void applyLayers(const LayeredPicture& picture, Canvas& canvas, MultiLayeredImage& layers) {
+    if (picture.layers.empty()) return;
+    // Replacing the list is no step of its own: the caller's counters stay.
+    const int32_t modifications = layers.modificationCount;
+    if (!canvas.hasSurfaces() || canvas.width != picture.width || canvas.height != picture.height)
+        canvas.resize(picture.width, picture.height, layers);
+    canvas.clearPendingDabs();
+    layers.reset(static_cast<int>(picture.layers.size()));
+    const std::size_t bytes = pixelBytes(picture.width, picture.height);
+    for (std::size_t i = 0; i < picture.layers.size(); ++i) {
+        const LayerPixels& source = picture.layers[i];
+        Layer& layer = layers.layers[i];
+        layer.visible = source.visible;
+        layer.opacity = source.opacity;
+        layer.blendMode = source.blendMode;
+        layer.markChanged();
+        if (source.pixels.size() == bytes) {
+            layer.setPixels(picture.width, picture.height, source.pixels.data());
+        } else {
+            const std::vector<uint8_t> clear(bytes, 0);
+            layer.setPixels(picture.width, picture.height, clear.data());
+        }
+    }
+    layers.current = std::clamp(picture.current, 0, layers.count() - 1);
+    canvas.loadSurface(layers.currentLayer().textureId, true);
+    layers.modificationCount = modifications;
+}
+
+LoadResult parseLayeredFile(const std::vector<uint8_t>& bytes, LayeredFileContent& out, std::string& reason) {
+    out = LayeredFileContent{};
+    io::BinaryReader in(bytes);
+    kwformat::FileHeader header;
+    if (!kwformat::readHeader(in, header)) {
+        reason = in.error();
+        return LoadResult::Failed;
+    }
+    if (!header.hasMagic) {
+        reason = "no KWFILE header";
+        return LoadResult::Failed;
+    }
+    out.width = header.width;
+    out.height = header.height;
+    out.major = header.version.major;
+    out.minor = header.version.minor;
+    out.patch = header.version.patch;
+    out.layerIndex = header.layerIndex;
+    if (header.layerIndex > kwformat::kLayerFormatIndex) {
+        reason = "layer format " + std::to_string(header.layerIndex) + " is newer than this program's";
+        return LoadResult::TooNew;
+    }
+    if (header.layerIndex < 0) {
+        reason = "negative layer format " + std::to_string(header.layerIndex);
+        return LoadResult::Failed;
+    }
+    if (!readLayeredBody(in, header.width, header.height, out.picture)) {
+        reason = in.error();
+        return LoadResult::Failed;
+    }
+    return LoadResult::Loaded;
+}
+
+std::vector<uint8_t> encodeLayeredFile(const LayeredPicture& picture) {
+    io::BinaryWriter out;
+    kwformat::writeHeader(out, picture.width, picture.height);
+    writeLayeredBody(out, picture);
+    return out.take();
+}
+
+bool saveLayeredImage(const std::string& path, DocumentTarget& doc) {
+    doc.canvas.saveCurrentLayer(doc.layers);
+    const std::vector<uint8_t> bytes = encodeLayeredFile(captureLayers(doc.canvas, doc.layers));
+    bool opened = false;
+    const bool written = writeBytes(path, bytes, opened);
+    if (!opened) {
+        if (doc.app) doc.app->showMessage("unable to save image");
+        return false;
+    }
+    doc.layers.modificationCount = 0;
+    if (doc.app) doc.app->showMessage("image saved\nat location: \"%s\"", path.c_str());
+    if (!written) std::fprintf(stderr, "write error in %s\n", path.c_str());
+    return written;
+}
+
+LoadResult loadLayeredImage(const std::string& path, DocumentTarget& doc, int32_t outVersion[3]) {
+    std::vector<uint8_t> bytes;
+    std::string reason;
+    if (!io::readWholeFile(path, bytes, reason)) {
+        std::fprintf(stderr, "%s\n", reason.c_str());
+        return LoadResult::Failed;
+    }
+    LayeredFileContent content;
+    const LoadResult result = parseLayeredFile(bytes, content, reason);
+    if (outVersion) {
+        outVersion[0] = content.major;
+        outVersion[1] = content.minor;
+        outVersion[2] = content.patch;
+    }
+    if (result != LoadResult::Loaded) {
+        std::fprintf(stderr, "%s: %s\n", path.c_str(), reason.c_str());
+        return result;
+    }
+    if (doc.capability && !checkCanvasSize(content.width, content.height, *doc.capability, doc.app)) {
+        std::fprintf(stderr, "%s: canvas size %d x %d is above what this graphics card supports\n", path.c_str(),
+                     content.width, content.height);
+        return LoadResult::Failed;
+    }
+    // The file is whole and valid: only now the open picture goes.
+    doc.history.clear();
+    doc.history.redoList.clear();
+    doc.history.freeSnapshots();
+    doc.canvas.resize(content.width, content.height, doc.layers);
+    doc.history.initialWidth = content.width;
+    doc.history.initialHeight = content.height;
+    applyLayers(content.picture, doc.canvas, doc.layers);
+    doc.history.settleAfterLoad();
+    return LoadResult::Loaded;
+}
+
+bool openLayeredImage(const std::string& path, DocumentTarget& doc) {
+    int32_t version[3] = {0, 0, 0};
+    const LoadResult result = loadLayeredImage(path, doc, version);
+    if (result == LoadResult::Loaded) {
+        // A process saved later must hold the picture it started from.
+        doc.history.add(std::make_unique<MultiLayeredImageLoadAction>(
+                            doc.canvas, doc.layers, captureLayers(doc.canvas, doc.layers)),
+                        false);
+        doc.layers.modificationCount = 0;
+        doc.history.settleAfterLoad();
+        if (doc.app) doc.app->showMessage("image loaded");
+        return true;
+    }
+    if (!doc.app) return false;
+    if (result == LoadResult::TooNew)
+        doc.app->showMessage("requires Kestrelwing v%d.%d.%d", version[0], version[1], version[2]);
+    else if (result == LoadResult::Aborted)
+        doc.app->showMessage("Loading aborted");
+    else
+        doc.app->showMessage("unable to load file");
+    return false;
+}
