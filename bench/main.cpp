@@ -8,6 +8,7 @@
 
 #include "bench/BenchSupport.h"
 #include "bench/DabBench.h"
+#include "bench/FileBench.h"
 #include "bench/HistoryBench.h"
 
 int main(int argc, char** argv) {
@@ -23,11 +24,15 @@ int main(int argc, char** argv) {
         bench::runStrokeLatency();
         bench::runCompositeTimes({{1024, 768}});
         bench::runUndoBenchmark(1024, 3);
+        bench::runReplayAndProcessFiles(512, 500);
+        bench::runLayeredFile(512, 3);
     } else {
         bench::runDabBenchmarks({8, 32, 128, 512});
         bench::runStrokeLatency();
         bench::runCompositeTimes({{1024, 768}, {4096, 4096}, {8192, 8192}});
         bench::runUndoBenchmark(4096, 5);
+        bench::runReplayAndProcessFiles(2048, 10000);
+        bench::runLayeredFile(4096, 10);
     }
     bench::figure("memory.peak", bench::peakResidentMiB(), "MiB");
     return 0;

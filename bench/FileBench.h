@@ -1,0 +1,8 @@
+#pragma once
+namespace bench {
+// Replay speed of `--render --replay` on a generated process of `actions`
+// mixed actions at side x side, then save and load of that process.
+void runReplayAndProcessFiles(int side, int actions);
+// Save and load of a layered file of `layers` layers at side x side.
+void runLayeredFile(int side, int layers);
+} // namespace bench
