@@ -253,12 +253,16 @@ bool openLayeredImage(const std::string& path, DocumentTarget& doc) {
         if (doc.app) doc.app->showMessage("image loaded");
         return true;
     }
-    if (!doc.app) return false;
-    if (result == LoadResult::TooNew)
-        doc.app->showMessage("requires Kestrelwing v%d.%d.%d", version[0], version[1], version[2]);
-    else if (result == LoadResult::Aborted)
-        doc.app->showMessage("Loading aborted");
-    else
-        doc.app->showMessage("unable to load file");
+    reportFailedLoad(doc.app, result, version, "unable to load file");
     return false;
+}
+
+void reportFailedLoad(Application* app, LoadResult result, const int32_t version[3], const char* failureText) {
+    if (!app) return;
+    if (result == LoadResult::TooNew)
+        app->showMessage("requires Kestrelwing v%d.%d.%d", version[0], version[1], version[2]);
+    else if (result == LoadResult::Aborted)
+        app->showMessage("Loading aborted");
+    else
+        app->showMessage("%s", failureText);
 }

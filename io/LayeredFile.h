@@ -89,6 +89,10 @@ bool saveLayeredImage(const std::string& path, DocumentTarget& doc);
 // layers, snapshots). On any other result the document is untouched.
 // outVersion gets the file's release for the "requires" message.
 LoadResult loadLayeredImage(const std::string& path, DocumentTarget& doc, int32_t outVersion[3]);
+// The message of a failed load: "requires Kestrelwing vX.Y.Z" for a file of a
+// newer release, "Loading aborted", or `failureText`. Nothing without an app.
+void reportFailedLoad(Application* app, LoadResult result, const int32_t version[3], const char* failureText);
+
 // The flow after a load: the picture goes into the history as a
 // MultiLayeredImageLoadAction, counters settle, and the message of the result
 // is shown. Returns true on success.

@@ -250,13 +250,7 @@ bool openDrawingProcess(const std::string& path, DocumentTarget& doc, const Draw
         if (doc.app) doc.app->showMessage("drawing process loaded.\npress 'p' to play");
         return true;
     }
-    if (!doc.app) return false;
-    if (result == LoadResult::TooNew)
-        doc.app->showMessage("requires Kestrelwing v%d.%d.%d", version[0], version[1], version[2]);
-    else if (result == LoadResult::Aborted)
-        doc.app->showMessage("Loading aborted");
-    else
-        doc.app->showMessage("unable to load drawing process");
+    reportFailedLoad(doc.app, result, version, "unable to load drawing process");
     return false;
 }
 

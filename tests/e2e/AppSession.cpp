@@ -243,3 +243,21 @@ std::string AppSession::output() const {
     ss << f.rdbuf();
     return ss.str();
 }
+
+int differingPixels(const Screenshot& a, const Screenshot& b, int x0, int y0, int x1, int y1) {
+    int n = 0;
+    for (int y = y0; y < y1; ++y)
+        for (int x = x0; x < x1; ++x) {
+            const uint8_t *p = a.at(x, y), *q = b.at(x, y);
+            n += p[0] != q[0] || p[1] != q[1] || p[2] != q[2];
+        }
+    return n;
+}
+
+bool waitForOutput(AppSession& app, const std::string& text, int timeoutMs) {
+    for (int t = 0; t < timeoutMs; t += 50) {
+        if (app.output().find(text) != std::string::npos) return true;
+        sleepMs(50);
+    }
+    return false;
+}

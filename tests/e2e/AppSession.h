@@ -64,3 +64,8 @@ private:
 
 // Where screenshots are kept for people to look at.
 std::string artefactPath(const std::string& name);
+
+// Pixels whose colour differs between two screenshots inside a rectangle (y down).
+int differingPixels(const Screenshot& a, const Screenshot& b, int x0, int y0, int x1, int y1);
+// Waits until the program's output holds `text`; false after the time-out.
+bool waitForOutput(AppSession& app, const std::string& text, int timeoutMs);

@@ -10,13 +10,7 @@ namespace {
 constexpr int kLeft = 100, kRight = 900, kTop = 90, kBottom = 600;
 
 int differingPixels(const Screenshot& a, const Screenshot& b) {
-    int n = 0;
-    for (int y = kTop; y < kBottom; ++y)
-        for (int x = kLeft; x < kRight; ++x) {
-            const uint8_t *p = a.at(x, y), *q = b.at(x, y);
-            n += p[0] != q[0] || p[1] != q[1] || p[2] != q[2];
-        }
-    return n;
+    return ::differingPixels(a, b, kLeft, kTop, kRight, kBottom);
 }
 
 bool isDark(const uint8_t* p) { return p[0] < 60 && p[1] < 60 && p[2] < 60; }

@@ -15,17 +15,6 @@
 namespace {
 bool isChecker(const uint8_t* p) { return (p[0] == 255 || p[0] == 204) && p[0] == p[1] && p[1] == p[2]; }
 
-// Pixels that differ between two screenshots inside a rectangle (y down).
-int differing(const Screenshot& a, const Screenshot& b, int x0, int y0, int x1, int y1) {
-    int n = 0;
-    for (int y = y0; y < y1; ++y)
-        for (int x = x0; x < x1; ++x) {
-            const uint8_t *p = a.at(x, y), *q = b.at(x, y);
-            n += p[0] != q[0] || p[1] != q[1] || p[2] != q[2];
-        }
-    return n;
-}
-
 // Short diagonal strokes on a grid over the middle of the window: enough
 // actions for the replay to last about a second.
 void paintStrokes(AppSession& app, int count) {
@@ -34,14 +23,6 @@ void paintStrokes(AppSession& app, int count) {
         const int x = w / 2 - 250 + (i % 8) * 60, y = h / 2 - 150 + (i / 8) * 60;
         app.drag({{x, y}, {x + 15, y + 10}, {x + 30, y + 25}, {x + 40, y + 40}}, 10);
     }
-}
-
-bool waitForOutput(AppSession& app, const std::string& text, int timeoutMs) {
-    for (int t = 0; t < timeoutMs; t += 50) {
-        if (app.output().find(text) != std::string::npos) return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
-    return false;
 }
 
 // The strip along the bottom: dark, over the checkerboard.
@@ -70,7 +51,7 @@ TEST(PlayerE2E, KeyPReplaysTheStrokesAndEndsOnThePicture) {
     app.waitFrames(5);
     const Screenshot prompt = app.screenshot();
     ASSERT_TRUE(prompt.savePng(artefactPath("player_prompt.png")));
-    EXPECT_GT(differing(before, prompt, w / 2 - 100, h / 2 - 40, w / 2 + 100, h / 2 + 40), 2000)
+    EXPECT_GT(differingPixels(before, prompt, w / 2 - 100, h / 2 - 40, w / 2 + 100, h / 2 + 40), 2000)
         << "the prompt stands in the middle";
 
     app.xdotool("key Return");
@@ -81,7 +62,7 @@ TEST(PlayerE2E, KeyPReplaysTheStrokesAndEndsOnThePicture) {
     ASSERT_TRUE(during.savePng(artefactPath("player_paused.png")));
     EXPECT_TRUE(stripShown(during)) << "the control strip is shown";
     // Part of the strokes is there, part not yet: the lower rows are still bare.
-    const int stillBare = differing(before, during, w / 2 - 250, h / 2 + 30, w / 2 + 250, h / 2 + 240);
+    const int stillBare = differingPixels(before, during, w / 2 - 250, h / 2 + 30, w / 2 + 250, h / 2 + 240);
     EXPECT_GT(stillBare, 3000) << "the replay is in the middle";
     EXPECT_NE(app.output().find("replay of drawing process.."), std::string::npos) << app.output();
 
@@ -91,7 +72,7 @@ TEST(PlayerE2E, KeyPReplaysTheStrokesAndEndsOnThePicture) {
     const Screenshot after = app.screenshot();
     ASSERT_TRUE(after.savePng(artefactPath("player_after.png")));
     EXPECT_FALSE(stripShown(after));
-    EXPECT_EQ(differing(before, after, 0, 0, w, h), 0) << "the end picture is the picture before";
+    EXPECT_EQ(differingPixels(before, after, 0, 0, w, h), 0) << "the end picture is the picture before";
 }
 
 TEST(PlayerE2E, EscapeInTheMiddleBringsTheEndPictureBack) {
@@ -110,13 +91,13 @@ TEST(PlayerE2E, EscapeInTheMiddleBringsTheEndPictureBack) {
     app.xdotool("key space");
     app.waitFrames(3);
     const Screenshot during = app.screenshot();
-    EXPECT_GT(differing(before, during, 0, 0, w, h), 3000);
+    EXPECT_GT(differingPixels(before, during, 0, 0, w, h), 3000);
     app.xdotool("key Escape");
     ASSERT_TRUE(waitForOutput(app, "replay stopped", 5000)) << app.output();
     app.waitFrames(100);
     const Screenshot after = app.screenshot();
     ASSERT_TRUE(after.savePng(artefactPath("player_after_escape.png")));
-    EXPECT_EQ(differing(before, after, 0, 0, w, h), 0);
+    EXPECT_EQ(differingPixels(before, after, 0, 0, w, h), 0);
     // ESC went to the replay, not to the exit prompt of the program.
     EXPECT_EQ(app.output().find("exit: not available yet"), std::string::npos) << app.output();
     EXPECT_TRUE(app.running());
