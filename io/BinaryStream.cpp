@@ -68,6 +68,7 @@ bool BinaryReader::f32(float& out) {
 }
 
 bool BinaryReader::raw(std::span<uint8_t> out) {
+    if (out.empty()) return !failed();
     if (!need(out.size())) {
         std::memset(out.data(), 0, out.size());
         return false;
