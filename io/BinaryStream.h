@@ -23,6 +23,8 @@ public:
     void i32(int32_t v) { u32(static_cast<uint32_t>(v)); }
     void f32(float v);
     void raw(std::span<const uint8_t> data) { bytes_.insert(bytes_.end(), data.begin(), data.end()); }
+    // Room for n more bytes, so large bodies are not copied as the buffer grows.
+    void reserve(std::size_t n) { bytes_.reserve(bytes_.size() + n); }
     // The bytes of the text without a terminator.
     void text(const std::string& s);
 

@@ -37,6 +37,7 @@ bool writeBytes(const std::string& path, const std::vector<uint8_t>& bytes, bool
 } // namespace
 
 void writeLayeredBody(io::BinaryWriter& out, const LayeredPicture& picture) {
+    out.reserve(8 + picture.layers.size() * (9 + pixelBytes(picture.width, picture.height)));
     out.i32(static_cast<int32_t>(picture.layers.size()));
     for (const LayerPixels& layer : picture.layers) {
         out.boolean(layer.visible);
