@@ -21,6 +21,8 @@ inline void figure(const std::string& name, double value, const char* unit) {
 
 // Peak resident memory of the process so far, in MiB.
 double peakResidentMiB();
+// Starts a new peak from the current resident memory (per-item peaks).
+void resetPeakResident();
 // Current resident memory, in MiB.
 double residentMiB();
 

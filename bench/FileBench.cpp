@@ -208,7 +208,7 @@ void runReplayAndProcessFiles(int side, int count) {
     }
     fs::remove(path);
     fs::remove(out);
-    figure("memory.peak.after_process", peakResidentMiB(), "MiB");
+    figure("memory.peak.replay_and_process_files", peakResidentMiB(), "MiB");
 }
 
 void runLayeredFile(int side, int count) {
@@ -232,7 +232,7 @@ void runLayeredFile(int side, int count) {
         return;
     }
     baselineFigures("kwf." + std::to_string(count) + "x" + std::to_string(side), bytes, save, load);
-    figure("memory.peak.after_kwf", peakResidentMiB(), "MiB");
+    figure("memory.peak.kwf", peakResidentMiB(), "MiB");
 }
 
 } // namespace bench

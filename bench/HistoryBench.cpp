@@ -62,7 +62,7 @@ void runUndoBenchmark(int side, int layerCount) {
     history.takeSnapshot(true);
     glFinish();
     figure("snapshot." + name, secondsSince(start) * 1000, "ms");
-    figure("memory.peak.after_undo", peakResidentMiB(), "MiB");
+    figure("memory.peak.undo", peakResidentMiB(), "MiB");
     history.freeSnapshots();
     setDabSink(nullptr);
     canvas.freeSurfaces();

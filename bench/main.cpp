@@ -23,17 +23,23 @@ int main(int argc, char** argv) {
         bench::runDabBenchmarks({8, 32});
         bench::runStrokeLatency();
         bench::runCompositeTimes({{1024, 768}});
+        bench::resetPeakResident();
         bench::runUndoBenchmark(1024, 3);
+        bench::resetPeakResident();
         bench::runReplayAndProcessFiles(512, 500);
+        bench::resetPeakResident();
         bench::runLayeredFile(512, 3);
     } else {
         bench::runDabBenchmarks({8, 32, 128, 512});
         bench::runStrokeLatency();
         bench::runCompositeTimes({{1024, 768}, {4096, 4096}, {8192, 8192}});
+        bench::resetPeakResident();
         bench::runUndoBenchmark(4096, 5);
+        bench::resetPeakResident();
         bench::runReplayAndProcessFiles(2048, 10000);
+        bench::resetPeakResident();
         bench::runLayeredFile(4096, 10);
     }
-    bench::figure("memory.peak", bench::peakResidentMiB(), "MiB");
+
     return 0;
 }
