@@ -65,17 +65,9 @@ void drawQuad(float x, float y, float width, float height) {
     glEnd();
 }
 
+// Whole pixels are exact in float up to 2^24, far beyond any surface.
 void drawQuad(int32_t x, int32_t y, int32_t width, int32_t height) {
-    glBegin(GL_QUADS);
-    glTexCoord2f(0.0f, 0.0f);
-    glVertex3i(x, y, 0);
-    glTexCoord2f(1.0f, 0.0f);
-    glVertex3i(x + width, y, 0);
-    glTexCoord2f(1.0f, 1.0f);
-    glVertex3i(x + width, y + height, 0);
-    glTexCoord2f(0.0f, 1.0f);
-    glVertex3i(x, y + height, 0);
-    glEnd();
+    drawQuad(static_cast<float>(x), static_cast<float>(y), static_cast<float>(width), static_cast<float>(height));
 }
 
 void pushOrtho(float width, float height) {
