@@ -2,6 +2,7 @@
 
 #include <GL/glew.h>
 #include <GL/freeglut.h>
+#include <X11/Xlib.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -56,7 +57,24 @@ void chooseDisplayMode() {
     }
 }
 
+// freeglut ends the process with a terse line when there is no display;
+// say what is wrong and what still works.
+void requireDisplay() {
+    Display* display = XOpenDisplay(nullptr);
+    if (display) {
+        XCloseDisplay(display);
+        return;
+    }
+    const char* name = std::getenv("DISPLAY");
+    std::fprintf(stderr,
+                 "kestrelwing: cannot open the X display \"%s\". The painting window needs one;\n"
+                 "--info and --render work without a display.\n",
+                 name ? name : "");
+    std::exit(1);
+}
+
 void createWindow() {
+    requireDisplay();
     int argc = 0;
     char name[] = "Kestrelwing";
     char* argv[] = {name, nullptr};
