@@ -62,6 +62,11 @@ protected:
         gMaxBrushSize = 2048;
         commands::createCommands(*gApp, gPainter);
         gApp->lastMessage.clear();
+        // Other tests of this binary leave actions in the program's history.
+        gHistory.freeSnapshots(); // indexes of earlier tests' snapshots must not linger
+        gHistory.clear();
+        gHistory.redoList.clear();
+        gHistory.replayPending = false;
     }
     void TearDown() override {
         InputDispatcher& d = InputDispatcher::instance();

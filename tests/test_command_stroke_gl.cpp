@@ -25,6 +25,7 @@ protected:
         GlTest::SetUp();
         gCanvas.resize(kW, kH, gLayers);
         gCanvas.clearCurrentSurface(0, 0, 0, 0);
+        gHistory.freeSnapshots(); // indexes of earlier tests' snapshots must not linger
         gHistory.clear();
         gPainter.renderArea = {0, 0, kW, kH};
         gCamera.lookFrom(kH / 2.0f);

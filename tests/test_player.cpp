@@ -189,6 +189,7 @@ TEST_F(PlayerGl, KeyPOpensThePromptAndEnterStartsTheReplay) {
     constexpr int kW = 240, kH = 160;
     gCanvas.resize(kW, kH, gLayers);
     gCanvas.clearCurrentSurface(0, 0, 0, 0);
+    gHistory.freeSnapshots(); // indexes of earlier tests' snapshots must not linger
     gHistory.clear();
     gHistory.initialWidth = kW;
     gHistory.initialHeight = kH;
@@ -253,6 +254,7 @@ TEST_F(PlayerGl, KeyPOpensThePromptAndEnterStartsTheReplay) {
     EXPECT_EQ(dispatcher.exclusive, nullptr);
 
     gGui = savedGui;
+    gHistory.freeSnapshots(); // indexes of earlier tests' snapshots must not linger
     gHistory.clear();
     gCanvas.freeSurfaces();
     setStartupUniforms();
