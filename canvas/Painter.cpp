@@ -193,11 +193,12 @@ int Painter::onMouseWheel(int wheel, int direction, int x, int y) {
     return 1;
 }
 
-void Painter::changeBrushSize(bool larger, float factor) {
+int Painter::changeBrushSize(bool larger, float factor) {
     int32_t& size = canvas->brush.size;
     size = larger ? commands::increasedBrushSize(size, factor, gMaxBrushSize)
                   : commands::decreasedBrushSize(size, factor);
     application->showMessage("brush size: %d", size);
+    return 1;
 }
 
 // The size-and-zoom drag: after a 5-pixel move the drag locks to its main

@@ -43,8 +43,8 @@ public:
     void zoomAt(bool zoomIn, int x, int y, float factor);
     // Moves the picture with the pointer, in any rotation.
     void pan(int x, int y);
-    // Brush size up or down by a factor, with the status line.
-    void changeBrushSize(bool larger, float factor);
+    // Brush size up or down by a factor, with the status line. Returns 1 (a command's result).
+    int changeBrushSize(bool larger, float factor);
 
     // Makes tools[index] current; see the tool table for the numbers.
     void selectTool(int index);

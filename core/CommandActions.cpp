@@ -32,13 +32,6 @@ int notAvailableYet(PaintingApplication& app, const char* what) {
     return 1;
 }
 
-int stepBrushSize(PaintingApplication& app, Canvas& canvas, bool larger) {
-    int32_t& size = canvas.brush.size;
-    size = larger ? increasedBrushSize(size, 1.3f, gMaxBrushSize) : decreasedBrushSize(size, 1.3f);
-    app.showMessage("brush size: %d", size);
-    return 1;
-}
-
 int zoomPercentForHeight(float renderHeight, float cameraHeight) {
     const float h = static_cast<float>(static_cast<int>(renderHeight));
     return static_cast<int>(h / (2.0f * cameraHeight) * 100.0f);

@@ -20,8 +20,6 @@ int decreasedBrushSize(int size, float factor);
 // Shows "<what>: not available yet" as a notification. Returns 1 (consumed).
 int notAvailableYet(PaintingApplication& app, const char* what);
 
-// Steps the active brush by 1.3 and shows "brush size: %d". Returns 1.
-int stepBrushSize(PaintingApplication& app, Canvas& canvas, bool larger);
 
 // The zoom in percent that a camera height gives in a render area of height h.
 int zoomPercentForHeight(float renderHeight, float cameraHeight);

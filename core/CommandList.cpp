@@ -74,8 +74,7 @@ CommandList makeApplicationCommands(PaintingApplication& app, Painter& painter) 
     return list;
 }
 
-CommandList makeCanvasCommands(PaintingApplication& app, Painter& painter) {
-    PaintingApplication* a = &app;
+CommandList makeCanvasCommands(Painter& painter) {
     Painter* p = &painter;
     // Zoom about the pointer, in absolute window coordinates.
     auto zoom = [p](bool in) {
@@ -89,16 +88,16 @@ CommandList makeCanvasCommands(PaintingApplication& app, Painter& painter) {
     list.push_back(make(kZoomOut, "zoom out", 0x2D, 0, zoom(false)));
     // -0x20 and -7 stand for 0xE0 and 0xF9 once masked to a byte.
     list.push_back(make(kDecrBrushSize, "decr. brush size", 0x5B, -0x20,
-                        [a, p] { return stepBrushSize(*a, *p->canvas, false); }));
+                        [p] { return p->changeBrushSize(false, 1.3f); }));
     list.push_back(make(kIncrBrushSize, "incr. brush size", 0x5D, -7,
-                        [a, p] { return stepBrushSize(*a, *p->canvas, true); }));
+                        [p] { return p->changeBrushSize(true, 1.3f); }));
     return list;
 }
 
 void createCommands(PaintingApplication& app, Painter& painter) {
     app.stateCommands = makeStateCommands(app);
     app.applicationCommands = makeApplicationCommands(app, painter);
-    painter.commands = makeCanvasCommands(app, painter);
+    painter.commands = makeCanvasCommands(painter);
     for (auto& c : app.applicationCommands) c->load();
     for (auto& c : painter.commands) c->load();
 }

@@ -48,7 +48,7 @@ inline constexpr int32_t kLockInteraction = keys::keyHash("LOCK_INTERACTION");
 // The lists with their default bindings; nothing is read from the settings.
 CommandList makeStateCommands(PaintingApplication& app);
 CommandList makeApplicationCommands(PaintingApplication& app, Painter& painter);
-CommandList makeCanvasCommands(PaintingApplication& app, Painter& painter);
+CommandList makeCanvasCommands(Painter& painter);
 
 // Makes all three lists anew and loads the stored bindings of the
 // application and canvas commands (state commands aren't rebindable).

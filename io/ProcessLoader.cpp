@@ -13,6 +13,7 @@
 #include "core/Application.h"
 #include "history/History.h"
 #include "io/BinaryStream.h"
+#include "canvas/TipTextures.h"
 #include "io/DrawingProcess.h"
 #include "io/ImageLoad.h"
 #include "platform/SharedGlContext.h"
@@ -47,18 +48,7 @@ private:
 void makeTipTextures(std::vector<ProcessTip>& tips) {
     for (ProcessTip& tip : tips) {
         if (tip.pixels.empty() || tip.texture != 0) continue;
-        GLuint name = 0;
-        glGenTextures(1, &name);
-        glBindTexture(GL_TEXTURE_2D, name);
-        glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
-        glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
-        glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_REPEAT);
-        glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_REPEAT);
-        glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
-        glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, tip.width, tip.height, 0, GL_RGBA, GL_UNSIGNED_BYTE,
-                     tip.pixels.data());
-        glBindTexture(GL_TEXTURE_2D, 0);
-        tip.texture = name;
+        tip.texture = makeTipTexture(tip.width, tip.height, tip.pixels.data(), true);
     }
 }
 
@@ -185,10 +175,7 @@ void uploadProcessTipTextures(BrushTipTable& tips) {
     for (std::size_t i = tips.folderCount(); i < tips.size(); ++i) {
         BrushTip* tip = tips.find(static_cast<int32_t>(i));
         if (!tip || tip->texture != 0 || !tip->hasPixels()) continue;
-        ProcessTip t{0, {}, tip->width, tip->height, tip->pixels, 0};
-        std::vector<ProcessTip> one{std::move(t)};
-        makeTipTextures(one);
-        tip->texture = one[0].texture;
+        tip->texture = makeTipTexture(tip->width, tip->height, tip->pixels.data(), true);
     }
 }
 
