@@ -54,7 +54,8 @@ void Canvas::resize(int newWidth, int newHeight, MultiLayeredImage& layers) {
     currentSurface = 0;
     layers.reset(width, height);
     gMaxBrushSize = 2 * std::max(width, height);
-    // The smoothing passes sample one canvas pixel away.
+    // The smoothing passes sample one canvas pixel away. Done here, so every
+    // path that makes a canvas (new, load, crop) sets it, not only the brush tool's.
     for (ShaderProgram* p : {&smoothOverProgram, &strokeSmoothProgram, &strokeSmoothPreviewProgram}) {
         if (!p->program) continue;
         glUseProgram(p->program);

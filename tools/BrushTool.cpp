@@ -75,16 +75,6 @@ bool BrushTool::update(int elapsedMs, int, int) {
     return true;
 }
 
-void BrushTool::onCanvasCreated(int width, int height) {
-    if (isEraser()) return;
-    for (ShaderProgram* p : {&strokeSmoothProgram, &strokeSmoothPreviewProgram}) {
-        if (!p->program) continue;
-        glUseProgram(p->program);
-        glUniform2f(glGetUniformLocation(p->program, "sampleOffset"), 1.0f / width, 1.0f / height);
-        glUseProgram(0);
-    }
-}
-
 void BrushTool::activate() {
     Tool::activate();
     gWantedMode = mode;

@@ -11,7 +11,6 @@ public:
     int onMouseButton(int button, int state, int x, int y, bool fromPen) override;
     int onMouseDrag(int x, int y, bool fromPen) override;
     bool update(int elapsedMs, int originX, int originY) override;
-    void onCanvasCreated(int width, int height) override;
     void drawCursor(int x, int y) override;
     void activate() override;
 
