@@ -35,6 +35,15 @@ Dab makeDab(const BrushStrokePoint& point, const Brush& brush, TipFactors tip) {
     return dab;
 }
 
+PixelRect dabBounds(const Dab& dab, int32_t margin) {
+    if (dab.kind == DabKind::HardRound || dab.kind == DabKind::SoftRound)
+        return PixelRect::around(static_cast<float>(dab.quadLeft), static_cast<float>(dab.quadBottom),
+                                 static_cast<float>(dab.quadRight), static_cast<float>(dab.quadTop), margin);
+    // A rotated tip stays inside the circle through its corners.
+    const float r = std::hypot(dab.halfWidth, dab.halfHeight);
+    return PixelRect::around(dab.center.x - r, dab.center.y - r, dab.center.x + r, dab.center.y + r, margin + 1);
+}
+
 DabBlend chooseDabBlend(const Brush& brush, bool withAdditiveRule) {
     if (withAdditiveRule && brush.hasFlag(kBrushFlagAdditiveStroke)) return DabBlend::AdditiveAlpha;
     if (brush.hasFlag(kBrushFlagColorDynamics)) return DabBlend::PremultipliedOver;

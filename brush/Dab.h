@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "core/Math.h"
+#include "core/PixelRegion.h"
 
 struct Brush;
 class BrushStrokePoint;
@@ -43,6 +44,10 @@ struct Dab {
 };
 
 Dab makeDab(const BrushStrokePoint& point, const Brush& brush, TipFactors tip);
+
+// The pixels a dab may touch, with `margin` pixels more on every side (the
+// smoothed merge reads one pixel beyond the stroke).
+PixelRect dabBounds(const Dab& dab, int32_t margin);
 
 // How dabs combine in the stroke buffer; the first rule that fits wins.
 enum class DabBlend {

@@ -35,6 +35,7 @@ std::unique_ptr<BrushStrokeAction> StrokeBuilder::beginStroke(math::Vec2 positio
                                                               const StrokeInput& in) {
     if (strokeEnded_) return nullptr;  // the last stroke is not merged yet
     brush_ = brush;
+    color_ = in.color;
     StrokeSample s;
     s.position = position;
     s.pressure = in.pressure;
@@ -87,6 +88,9 @@ void StrokeBuilder::continueStroke(math::Vec2 position, const StrokeInput& in) {
 
 void StrokeBuilder::holdStroke(math::Vec2 position, const StrokeInput& in) {
     if (!currentAction_) return;
+    // A curve still waiting for its look-ahead would be lost when the window
+    // shifts: draw it now, ending the way the motion went.
+    if (openSegments_ == 1) closeOpenCurve(in);
     StrokeSample s;
     s.position = position;
     s.pressure = in.pressure;
@@ -114,6 +118,20 @@ void StrokeBuilder::endStroke(const StrokeInput& in) {
     }
     strokeEnded_ = true;
     currentAction_ = nullptr;
+}
+
+void StrokeBuilder::closeOpenCurve(const StrokeInput& in) {
+    // The look-ahead mirrors the sample before about the last direction, as
+    // the end of a stroke does; the last sample's tangent follows from it.
+    const math::Vec2 d = lastSample_.direction;
+    const math::Vec2 e = sampleBefore_.direction;
+    StrokeSample ahead;
+    ahead.direction = d * (2.0f * d.dot(e)) - e;
+    ahead.length = lastSample_.length;
+    ahead.position = lastSample_.position + ahead.direction * ahead.length;
+    lastSample_.tangent = normalizedOrZero(lastSample_.direction + ahead.direction);
+    strokeCurve(sampleBefore_, lastSample_, ahead, in);
+    openSegments_ = 0;
 }
 
 void StrokeBuilder::strokeStraight(StrokeSample& a, StrokeSample& b, const StrokeInput& in) {
@@ -173,7 +191,9 @@ void StrokeBuilder::addPoint(math::Vec2 position, float pressure, float angle, c
 std::vector<Dab> StrokeBuilder::takeDabsToFlush() {
     std::vector<Dab> dabs;
     const bool textured = brush_.isTextured();
-    if (pendingDabs_.size() <= (textured ? 1u : 0u)) return dabs;
+    // Only the stroke's first textured dab waits for a second one; after it,
+    // a lone pending dab is drawn at once, as the replay draws it.
+    if (pendingDabs_.size() <= (textured && firstDabPending_ ? 1u : 0u)) return dabs;
     std::size_t first = 0;
     if (textured && firstDabPending_) first = 1;  // no direction yet
     const TipFactors tip = textured ? tipFactors(brush_.tipIndex) : TipFactors{};

@@ -75,6 +75,10 @@ public:
     bool firstDabPending() const { return firstDabPending_; }
     bool strokeDirty() const { return strokeDirty_; }
     BrushStrokeAction* currentAction() const { return currentAction_; }
+    // The brush and colour of the stroke in progress or the last one: the
+    // end-of-stroke merge uses these, whatever the canvas's brush is by then.
+    const Brush& strokeBrush() const { return brush_; }
+    Rgb strokeColor() const { return color_; }
     const StrokeSample& lastSample() const { return lastSample_; }
     const StrokeSample& sampleBefore() const { return sampleBefore_; }
     int32_t openSegments() const { return openSegments_; }
@@ -83,6 +87,7 @@ public:
 private:
     TipFactors tipFactors(int32_t tipIndex) const;
     float baseStep() const;
+    void closeOpenCurve(const StrokeInput& in);
     void strokeStraight(StrokeSample& a, StrokeSample& b, const StrokeInput& in);
     void strokeCurve(StrokeSample& a, StrokeSample& b, const StrokeSample& d, const StrokeInput& in);
     void placeDabs(const std::vector<math::Vec2>& positions, const std::vector<float>& angles,
@@ -94,6 +99,7 @@ private:
     int32_t openSegments_ = 0;
     BrushStrokeAction* currentAction_ = nullptr;  // owned by the history
     Brush brush_;  // the brush of the current or last stroke
+    Rgb color_;    // and its colour
     std::vector<const BrushStrokePoint*> pendingDabs_;  // points of the history's actions
     bool firstDabPending_ = false;
     bool strokeEnded_ = false;

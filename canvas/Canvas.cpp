@@ -52,6 +52,12 @@ void Canvas::resize(int newWidth, int newHeight, MultiLayeredImage& layers) {
         fb->create(width, height, true, false);
     surfacesMade = true;
     currentSurface = 0;
+    // New textures hold anything: every region is as bad as it can be.
+    for (PixelRegion* r : {&staleRegion_, &strokeUsed_, &rawStrokeUsed_, &eraseBackupValid_}) r->reset(width, height);
+    staleRegion_.addAll();
+    strokeUsed_.addAll();
+    rawStrokeUsed_.addAll();
+    surfaceRevision_ = nextContentRevision();
     layers.reset(width, height);
     gMaxBrushSize = 2 * std::max(width, height);
     // The smoothing passes sample one canvas pixel away. Done here, so every
@@ -76,18 +82,136 @@ void clearSurface(Framebuffer& fb, float r, float g, float b, float a) {
 }
 } // namespace
 
+// ---- regions -------------------------------------------------------------------
+
+PixelRegion Canvas::wholeCanvas() const {
+    PixelRegion all(width, height);
+    all.addAll();
+    return all;
+}
+
+PixelRegion Canvas::passRegion(const PixelRegion& region) const {
+    if (limitPassesToChanges && region.width() == width && region.height() == height) return region;
+    return wholeCanvas();
+}
+
+void Canvas::forEachRect(const PixelRegion& region, const std::function<void()>& draw) {
+    if (region.empty()) return;
+    if (region.full()) {
+        draw();
+        return;
+    }
+    glPushAttrib(GL_SCISSOR_BIT | GL_ENABLE_BIT);
+    glEnable(GL_SCISSOR_TEST);
+    for (const PixelRect& r : region.rects()) {
+        glScissor(r.x, r.y, r.width, r.height);
+        draw();
+    }
+    glPopAttrib();
+}
+
+void Canvas::copyRegion(Framebuffer& target, Framebuffer& source, const PixelRegion& region) {
+    if (region.empty()) return;
+    if (target.complete && source.complete) {
+        // A blit of the same size with nearest filtering copies bytes exactly.
+        target.bind(GL_DRAW_FRAMEBUFFER);
+        glBindFramebuffer(GL_READ_FRAMEBUFFER, source.framebufferId);
+        glPushAttrib(GL_ENABLE_BIT);
+        glDisable(GL_SCISSOR_TEST);
+        for (const PixelRect& r : region.rects())
+            glBlitFramebuffer(r.x, r.y, r.right(), r.top(), r.x, r.y, r.right(), r.top(), GL_COLOR_BUFFER_BIT,
+                              GL_NEAREST);
+        glPopAttrib();
+        glBindFramebuffer(GL_READ_FRAMEBUFFER, 0);
+        target.unbind();
+        return;
+    }
+    target.bind(GL_DRAW_FRAMEBUFFER);
+    {
+        CanvasProjection projection(width, height);
+        glPushAttrib(GL_ENABLE_BIT | GL_COLOR_BUFFER_BIT | GL_TEXTURE_BIT | GL_CURRENT_BIT);
+        glDisable(GL_DEPTH_TEST);
+        glDisable(GL_BLEND);
+        glEnable(GL_TEXTURE_2D);
+        glBindTexture(GL_TEXTURE_2D, source.textureId);
+        glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, GL_REPLACE);
+        glColor4f(1, 1, 1, 1);
+        forEachRect(region, [&] { drawQuad(0.0f, 0.0f, static_cast<float>(width), static_cast<float>(height)); });
+        glBindTexture(GL_TEXTURE_2D, 0);
+        glPopAttrib();
+    }
+    target.unbind();
+}
+
+Framebuffer& Canvas::beginSurfacePass(const PixelRegion& change) {
+    const PixelRegion pass = passRegion(change);
+    // Outside the change the other surface must equal the current one.
+    PixelRegion copy = staleRegion_;
+    copy.subtract(pass);
+    copyRegion(otherLayerSurface(), currentLayerSurface(), copy);
+    return otherLayerSurface();
+}
+
+void Canvas::endSurfacePass(const PixelRegion& change) {
+    currentSurface = 1 - currentSurface;
+    staleRegion_ = passRegion(change);
+    surfaceRevision_ = nextContentRevision();
+}
+
+void Canvas::currentSurfaceChanged(const PixelRegion& where) {
+    staleRegion_.add(passRegion(where));
+    surfaceRevision_ = nextContentRevision();
+}
+
+void Canvas::currentSurfaceChangedEverywhere() { currentSurfaceChanged(wholeCanvas()); }
+
+void Canvas::clearBufferRegion(Framebuffer& buffer, PixelRegion& used, float depth) {
+    buffer.bind(GL_DRAW_FRAMEBUFFER);
+    glPushAttrib(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+    glClearColor(0, 0, 0, 0);
+    glClearDepth(depth);
+    forEachRect(passRegion(used), [] { glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT); });
+    glPopAttrib();
+    buffer.unbind();
+    used.clear();
+}
+
+void Canvas::markStrokeBufferUsed(std::span<const brush::Dab> dabs) {
+    PixelRegion& used = selectionActive ? rawStrokeUsed_ : strokeUsed_;
+    // Two pixels more: the smoothed merge reads one pixel around the stroke.
+    for (const brush::Dab& d : dabs) used.add(brush::dabBounds(d, 2));
+}
+
 void Canvas::clearStrokeBuffer() {
-    clearSurface(selectionActive ? rawStrokeBuffer : strokeBuffer, 0, 0, 0, 0);
+    if (selectionActive) clearBufferRegion(rawStrokeBuffer, rawStrokeUsed_, 1.0f);
+    else clearBufferRegion(strokeBuffer, strokeUsed_, 1.0f);
 }
 
 void Canvas::clearCurrentSurface(float r, float g, float b, float a) {
     clearSurface(currentLayerSurface(), r, g, b, a);
+    currentSurfaceChangedEverywhere();
 }
 
 void Canvas::saveCurrentLayer(MultiLayeredImage& layers) {
-    std::vector<uint8_t> pixels = readTexture(currentLayerSurface().textureId, width, height);
-    if (pixels.empty()) return;
-    layers.currentLayer().setPixels(width, height, pixels.data());
+    Layer& layer = layers.currentLayer();
+    // The texture already holds what the surface holds.
+    if (layer.textureId != 0 && layer.revision == surfaceRevision_ && layer.width == width &&
+        layer.height == height)
+        return;
+    Framebuffer& surface = currentLayerSurface();
+    if (surface.complete) {
+        layer.ensureTexture(width, height);
+        glBindFramebuffer(GL_READ_FRAMEBUFFER, surface.framebufferId);
+        glBindTexture(GL_TEXTURE_2D, layer.textureId);
+        glCopyTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, 0, 0, width, height);
+        glBindTexture(GL_TEXTURE_2D, 0);
+        glBindFramebuffer(GL_READ_FRAMEBUFFER, 0);
+    } else {
+        std::vector<uint8_t> pixels = readTexture(surface.textureId, width, height);
+        if (pixels.empty()) return;
+        layer.setPixels(width, height, pixels.data());
+    }
+    layer.revision = surfaceRevision_;
 }
 
 void Canvas::copyInto(Framebuffer& target, GLuint texture) {
@@ -116,6 +240,7 @@ void Canvas::loadSurface(GLuint texture, bool keepFilter) {
         glBindTexture(GL_TEXTURE_2D, 0);
     }
     copyInto(currentLayerSurface(), texture);
+    currentSurfaceChangedEverywhere();
 }
 
 void Canvas::resetStrokeState() {
@@ -163,10 +288,12 @@ bool Canvas::flushPendingDabs() {
     const std::vector<brush::Dab> dabs = builder.takeDabsToFlush();
     if (dabs.empty()) return false;
     Framebuffer& target = selectionActive ? rawStrokeBuffer : strokeBuffer;
+    markStrokeBufferUsed(dabs);
     target.bind(GL_DRAW_FRAMEBUFFER);
     {
         CanvasProjection projection(width, height);
-        stampDabs(brush, dabs, tipsOrNone(tips));
+        // The stroke's own brush: the canvas's may have changed since it began.
+        stampDabs(builder.strokeBrush(), dabs, tipsOrNone(tips));
     }
     target.unbind();
     return true;
@@ -176,8 +303,11 @@ void Canvas::strokeFrame(bool replayPending) {
     flushPendingDabs();
     glFinish();
     glFlush();
-    const bool composite = builder.compositeDue(replayPending, brush.mode);
-    if (composite) compositeStroke(brush, {color[0], color[1], color[2]});
+    // The stroke merges with its own brush and colour: switching to the
+    // eraser or another colour right after a release changes nothing.
+    const Brush& strokeBrush = builder.strokeBrush();
+    const bool composite = builder.compositeDue(replayPending, strokeBrush.mode);
+    if (composite) compositeStroke(strokeBrush, builder.strokeColor());
     glFinish();
     glFlush();
     // An ended stroke with nothing left to merge goes back to idle.
@@ -195,7 +325,8 @@ void Canvas::prepareStroke(const Brush& strokeBrush, math::Vec2 firstPoint) {
     clearStrokeBuffer();
     // An erase stroke subtracts the whole buffer from the layer as it was
     // before the stroke, so repeated merges during the stroke do not add up.
-    if (strokeBrush.mode == kBrushModeErase) copyInto(eraseBackup, currentLayerSurface().textureId);
+    // The backup is taken where the stroke reaches, just before each merge.
+    if (strokeBrush.mode == kBrushModeErase) eraseBackupValid_.clear();
     builder.resetWindow(firstPoint, gCurrentPressure);
 }
 
@@ -206,23 +337,30 @@ brush::TipFactors Canvas::tipFactors(int32_t tipIndex) const {
 
 void Canvas::renderDabs(const Brush& strokeBrush, std::span<const brush::Dab> dabs) {
     Framebuffer& target = selectionActive ? rawStrokeBuffer : strokeBuffer;
+    PixelRegion& used = selectionActive ? rawStrokeUsed_ : strokeUsed_;
+    clearBufferRegion(target, used, 0.0f);
+    markStrokeBufferUsed(dabs);
     target.bind(GL_DRAW_FRAMEBUFFER);
     {
         CanvasProjection projection(width, height);
-        glPushAttrib(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
-        glClearColor(0, 0, 0, 0);
-        glClearDepth(0);
-        glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
-        glPopAttrib();
         stampDabs(strokeBrush, dabs, tipsOrNone(tips));
     }
     target.unbind();
 }
 
 bool Canvas::compositeStroke(const Brush& strokeBrush, brush::Rgb strokeColor) {
-    Framebuffer& target = otherLayerSurface();
-    const GLuint canvasTexture = strokeBrush.mode == kBrushModeErase ? eraseBackup.textureId
-                                                                      : currentLayerSurface().textureId;
+    const PixelRegion change = passRegion(strokeUsed_);
+    const bool erase = strokeBrush.mode == kBrushModeErase;
+    if (erase) {
+        // Where the stroke reaches for the first time the current surface
+        // still holds the layer as it was before the stroke.
+        PixelRegion missing = change;
+        missing.subtract(eraseBackupValid_);
+        copyRegion(eraseBackup, currentLayerSurface(), missing);
+        eraseBackupValid_.add(missing);
+    }
+    const GLuint canvasTexture = erase ? eraseBackup.textureId : currentLayerSurface().textureId;
+    Framebuffer& target = beginSurfacePass(change);
     target.bind(GL_DRAW_FRAMEBUFFER);
     {
         CanvasProjection projection(width, height);
@@ -233,11 +371,13 @@ bool Canvas::compositeStroke(const Brush& strokeBrush, brush::Rgb strokeColor) {
             mask |= GL_DEPTH_BUFFER_BIT | GL_STENCIL_BUFFER_BIT;
             builder.clearPendingDabs();
         }
-        glClear(mask);
+        forEachRect(change, [&] {
+            glClear(mask);
+            drawStrokeComposite(strokeBrush, strokeColor, strokeBuffer.textureId, canvasTexture, width, height);
+        });
         glPopAttrib();
-        drawStrokeComposite(strokeBrush, strokeColor, strokeBuffer.textureId, canvasTexture, width, height);
     }
     target.unbind();
-    currentSurface = 1 - currentSurface;
+    endSurfacePass(change);
     return true;
 }

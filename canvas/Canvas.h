@@ -4,10 +4,14 @@
 // Only the current layer is a render target: it lives in a pair of surfaces
 // used in turn, and every change writes the other one and flips.
 #include <array>
+#include <cstdint>
+#include <functional>
+#include <span>
 
 #include "brush/Brush.h"
 #include "brush/StrokeBuilder.h"
 #include "canvas/Framebuffer.h"
+#include "core/PixelRegion.h"
 #include "history/BrushStrokeAction.h"
 
 class BrushTipTable;
@@ -73,6 +77,41 @@ public:
     Framebuffer& currentLayerSurface() { return layerSurface[static_cast<size_t>(currentSurface)]; }
     Framebuffer& otherLayerSurface() { return layerSurface[static_cast<size_t>(1 - currentSurface)]; }
 
+    // ---- passes limited to what changed ----
+    // Every write to the layer surfaces goes through one of these, so the
+    // canvas knows where the two surfaces of the pair differ and which
+    // content the current one holds.
+    //
+    // A pass that writes `change` into the other surface and flips:
+    // beginSurfacePass brings the other surface up to date outside `change`
+    // and returns it; the caller draws (cut to change with forEachRect) and
+    // calls endSurfacePass, which flips.
+    Framebuffer& beginSurfacePass(const PixelRegion& change);
+    void endSurfacePass(const PixelRegion& change);
+    // The current surface was written in place (a fill, an upload, a mirror).
+    void currentSurfaceChanged(const PixelRegion& where);
+    void currentSurfaceChangedEverywhere();
+    // The region over the whole canvas, and a region as a pass must treat it
+    // (the whole canvas when passes are not limited).
+    PixelRegion wholeCanvas() const;
+    PixelRegion passRegion(const PixelRegion& region) const;
+    // Runs `draw` once per rectangle of the region, with the scissor set to it
+    // (restored afterwards). Each draw must be the full-size one.
+    static void forEachRect(const PixelRegion& region, const std::function<void()>& draw);
+    // Which content the current surface holds: a number that changes with
+    // every write and never repeats, so equal numbers mean equal pixels.
+    uint64_t surfaceRevision() const { return surfaceRevision_; }
+    // Set by whoever puts known content into the current surface.
+    void setSurfaceRevision(uint64_t revision) { surfaceRevision_ = revision; }
+    // Where the other surface may differ from the current one.
+    const PixelRegion& staleRegion() const { return staleRegion_; }
+    // Where the stroke buffer in use may hold dabs.
+    const PixelRegion& strokeBufferRegion() const { return selectionActive ? rawStrokeUsed_ : strokeUsed_; }
+
+    // Off: every pass covers the whole surface, as the reference that the
+    // limited passes are tested against. On by default.
+    bool limitPassesToChanges = true;
+
     // Entry 0 keeps the eraser's settings, entry 1 the painting ones, while
     // the other mode is active.
     std::array<Brush, 2> toolBrushes;
@@ -94,6 +133,16 @@ private:
     // Draws a texture 1:1 into a surface, replacing its content.
     void copyInto(Framebuffer& target, GLuint texture);
 
+    void markStrokeBufferUsed(std::span<const brush::Dab> dabs);
+    void clearBufferRegion(Framebuffer& buffer, PixelRegion& used, float depth);
+    // Copies `source` into `target` over the region, exactly.
+    void copyRegion(Framebuffer& target, Framebuffer& source, const PixelRegion& region);
+
+    PixelRegion staleRegion_;        // other layer surface != current one
+    PixelRegion strokeUsed_;         // strokeBuffer may be non-zero here
+    PixelRegion rawStrokeUsed_;      // rawStrokeBuffer likewise
+    PixelRegion eraseBackupValid_;   // eraseBackup holds the layer before the stroke
+    uint64_t surfaceRevision_ = 0;
     bool surfacesMade = false;
     brush::StrokeBuilder builder; // the stroke window, flags and pending dabs
     History* history = nullptr;

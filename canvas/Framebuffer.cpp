@@ -60,19 +60,22 @@ bool Framebuffer::create(bool withDepth, bool withStencil) {
         return false;
     }
     const bool objects = gFramebufferCapability.framebufferSupported;
-    createTexture(objects);
+    createTexture();
     if (objects) createFramebufferObject(withDepth, withStencil);
     return true;
 }
 
-void Framebuffer::createTexture(bool withMipmaps) {
+void Framebuffer::createTexture() {
     glGenTextures(1, &textureId);
     glBindTexture(GL_TEXTURE_2D, textureId);
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
-    glTexParameteri(GL_TEXTURE_2D, GL_GENERATE_MIPMAP, withMipmaps ? GL_TRUE : GL_FALSE);
+    // No sampler reads a surface through mip levels (minification is
+    // linear), so none are kept up to date: that would cost a full pass
+    // per write.
+    glTexParameteri(GL_TEXTURE_2D, GL_GENERATE_MIPMAP, GL_FALSE);
     glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, width, height, 0, GL_RGBA, GL_UNSIGNED_BYTE, nullptr);
     glBindTexture(GL_TEXTURE_2D, 0);
 }
@@ -109,9 +112,6 @@ void Framebuffer::bind(GLenum target) {
 void Framebuffer::unbind() {
     if (complete) {
         glBindFramebuffer(GL_FRAMEBUFFER, 0);
-        glBindTexture(GL_TEXTURE_2D, textureId);
-        glGenerateMipmap(GL_TEXTURE_2D);
-        glBindTexture(GL_TEXTURE_2D, 0);
     } else {
         unbindFallback();
     }

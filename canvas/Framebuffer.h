@@ -43,13 +43,13 @@ struct Framebuffer {
 
     // Directs drawing into this surface; pair every bind with one unbind.
     void bind(GLenum target = GL_DRAW_FRAMEBUFFER);
-    // Ends drawing: the texture now holds the result (mipmaps regenerated).
+    // Ends drawing: the texture now holds the result. No mip levels are made.
     void unbind();
     // Frees all GL names; the size is kept, so create() can run again.
     void destroy();
 
 private:
-    void createTexture(bool withMipmaps);
+    void createTexture();
     void createFramebufferObject(bool withDepth, bool withStencil);
     void bindFallback();
     void unbindFallback();

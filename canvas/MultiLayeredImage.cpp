@@ -11,10 +11,15 @@
 
 // ---- Layer -----------------------------------------------------------------
 
+uint64_t nextContentRevision() {
+    static uint64_t last = 0;
+    return ++last;
+}
+
 Layer::Layer(Layer&& other) noexcept
     : textureId(std::exchange(other.textureId, 0u)), opacity(other.opacity), blendMode(other.blendMode),
       id(other.id), visible(other.visible), changedSinceSnapshot(other.changedSinceSnapshot),
-      cachedPixels(other.cachedPixels), width(other.width), height(other.height) {}
+      cachedPixels(other.cachedPixels), width(other.width), height(other.height), revision(other.revision) {}
 
 Layer& Layer::operator=(Layer&& other) noexcept {
     if (this != &other) {
@@ -28,6 +33,7 @@ Layer& Layer::operator=(Layer&& other) noexcept {
         cachedPixels = other.cachedPixels;
         width = other.width;
         height = other.height;
+        revision = other.revision;
     }
     return *this;
 }
@@ -37,23 +43,33 @@ void Layer::deleteTexture() {
     textureId = 0;
 }
 
-void Layer::setPixels(int w, int h, const unsigned char* pixels) {
+void Layer::ensureTexture(int w, int h) {
     if (textureId != 0 && (w != width || h != height)) deleteTexture();
-    if (!textureId) {
+    if (textureId == 0) {
         glGenTextures(1, &textureId);
         glBindTexture(GL_TEXTURE_2D, textureId);
         glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
         glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
         glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_REPEAT);
         glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_REPEAT);
-        glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, w, h, 0, GL_RGBA, GL_UNSIGNED_BYTE, pixels);
-    } else {
-        glBindTexture(GL_TEXTURE_2D, textureId);
-        glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, w, h, GL_RGBA, GL_UNSIGNED_BYTE, pixels);
+        glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, w, h, 0, GL_RGBA, GL_UNSIGNED_BYTE, nullptr);
+        glBindTexture(GL_TEXTURE_2D, 0);
+        revision = 0;
     }
-    glBindTexture(GL_TEXTURE_2D, 0);
     width = w;
     height = h;
+}
+
+void Layer::setPixels(int w, int h, const unsigned char* pixels) {
+    ensureTexture(w, h);
+    glBindTexture(GL_TEXTURE_2D, textureId);
+    glPushClientAttrib(GL_CLIENT_PIXEL_STORE_BIT);
+    glPixelStorei(GL_UNPACK_ALIGNMENT, 4);
+    glPixelStorei(GL_UNPACK_ROW_LENGTH, 0);
+    glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, w, h, GL_RGBA, GL_UNSIGNED_BYTE, pixels);
+    glPopClientAttrib();
+    glBindTexture(GL_TEXTURE_2D, 0);
+    revision = nextContentRevision();
 }
 
 // ---- MultiLayeredImage -----------------------------------------------------
@@ -129,6 +145,12 @@ void flipTexture(GLuint texture, int width, int height) {
     writeTexture(texture, width, height, pixels);
 }
 
+// The surface takes the layer's texture, and with it the texture's revision.
+void loadLayerIntoSurface(Canvas& canvas, const Layer& layer) {
+    canvas.loadSurface(layer.textureId, true);
+    if (layer.textureId != 0 && layer.revision != 0) canvas.setSurfaceRevision(layer.revision);
+}
+
 float effectiveOpacity(const Layer& layer) { return layer.visible ? layer.opacity / 100.0f : 0.0f; }
 
 } // namespace
@@ -158,7 +180,7 @@ bool changeLayer(Canvas& canvas, MultiLayeredImage& layers, int index) {
         return false;
     }
     canvas.saveCurrentLayer(layers);
-    canvas.loadSurface(layers.at(index).textureId, true);
+    loadLayerIntoSurface(canvas, layers.at(index));
     layers.current = index;
     return true;
 }
@@ -168,7 +190,7 @@ bool deleteCurrentLayer(Canvas& canvas, MultiLayeredImage& layers) {
     const int old = layers.current;
     layers.layers.erase(layers.layers.begin() + old); // the record deletes its texture
     layers.current = old > 0 ? old - 1 : 0;
-    canvas.loadSurface(layers.currentLayer().textureId, true);
+    loadLayerIntoSurface(canvas, layers.currentLayer());
     return true;
 }
 
@@ -183,7 +205,8 @@ bool mergeDown(Canvas& canvas, MultiLayeredImage& layers) {
     }
     const float o0 = effectiveOpacity(layers.at(upper));
     const float o1 = effectiveOpacity(below);
-    Framebuffer& target = canvas.otherLayerSurface();
+    const PixelRegion all = canvas.wholeCanvas();
+    Framebuffer& target = canvas.beginSurfacePass(all);
     target.bind(GL_DRAW_FRAMEBUFFER);
     {
         glPushAttrib(GL_ENABLE_BIT | GL_COLOR_BUFFER_BIT | GL_TEXTURE_BIT | GL_CURRENT_BIT | GL_VIEWPORT_BIT);
@@ -209,7 +232,7 @@ bool mergeDown(Canvas& canvas, MultiLayeredImage& layers) {
         glPopAttrib();
     }
     target.unbind();
-    canvas.currentSurface = 1 - canvas.currentSurface;
+    canvas.endSurfacePass(all);
     layers.layers.erase(layers.layers.begin() + (upper - 1));
     layers.current = upper - 1;
     Layer& merged = layers.currentLayer();
@@ -230,12 +253,17 @@ void moveCurrentLayer(MultiLayeredImage& layers, int position) {
 
 void flipCurrentLayer(Canvas& canvas) {
     flipTexture(canvas.currentLayerSurface().textureId, canvas.width, canvas.height);
+    canvas.currentSurfaceChangedEverywhere();
 }
 
 void flipAllLayers(Canvas& canvas, MultiLayeredImage& layers) {
     for (int i = 0; i < layers.count(); ++i) {
-        if (i == layers.current) flipCurrentLayer(canvas);
-        else flipTexture(layers.at(i).textureId, canvas.width, canvas.height);
+        if (i == layers.current) {
+            flipCurrentLayer(canvas);
+        } else if (layers.at(i).textureId != 0) {
+            flipTexture(layers.at(i).textureId, canvas.width, canvas.height);
+            layers.at(i).revision = nextContentRevision();
+        }
     }
 }
 

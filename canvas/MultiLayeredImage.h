@@ -9,6 +9,10 @@
 
 class Canvas;
 
+// A number for new pixel content, never handed out twice in a process: a
+// layer texture or surface with the same number holds the same pixels.
+uint64_t nextContentRevision();
+
 // One layer. Owns its texture name (deleted with the record), so the record
 // is move-only; a moved-from record holds no texture.
 struct Layer {
@@ -22,6 +26,9 @@ struct Layer {
     // The snapshot's copy of this layer (width * height * 4 bytes); not owning.
     const uint8_t* cachedPixels = nullptr;
     int32_t width = 0, height = 0;
+    // Which content the texture holds (0: none yet). Every write of the
+    // texture takes a new number; restores skip layers whose number matches.
+    uint64_t revision = 0;
 
     Layer() = default;
     ~Layer() { deleteTexture(); }
@@ -33,6 +40,9 @@ struct Layer {
     // Uploads premultiplied RGBA pixels (bottom row first), creating the
     // texture on first use or when the size changed.
     void setPixels(int w, int h, const unsigned char* pixels);
+    // Makes the texture of this size if it has none or another size; the
+    // content is then undefined and the revision 0.
+    void ensureTexture(int w, int h);
     // Skips names that are not textures (a layer never stored).
     void deleteTexture();
     void markChanged() {

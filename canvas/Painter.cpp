@@ -308,11 +308,11 @@ void Painter::drawCurrentLayer(float x, float y, float width, float height, floa
     const Layer& cur = layers->currentLayer();
     setBlendForMode(cur.blendMode);
     const float o = cur.opacity / 100.0f;
-    const Brush& brush = canvas->brush;
+    // The stroke's own brush and colour, as its merge will use them.
+    const Brush& brush = canvas->strokeBuilder().strokeBrush();
     if (brush.mode == kBrushModePaint && canvas->currentAction()) {
         if (canvas->strokeBuffer.updated)
-            drawStrokePreview(brush, {canvas->color[0], canvas->color[1], canvas->color[2]},
-                              canvas->strokeBuffer.textureId, canvas->currentLayerSurface().textureId, o, zoom, x,
+            drawStrokePreview(brush, canvas->strokeBuilder().strokeColor(), canvas->strokeBuffer.textureId, canvas->currentLayerSurface().textureId, o, zoom, x,
                               y, width, height);
         return;
     }

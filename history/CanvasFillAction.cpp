@@ -28,6 +28,7 @@ bool CanvasFillAction::execute() {
         glPopAttrib();
     }
     target.unbind();
+    canvas_.currentSurfaceChangedEverywhere();
     return true;
 }
 

@@ -70,9 +70,10 @@ void captureSnapshotPixels(HistorySnapshot& slot, Canvas& canvas, MultiLayeredIm
         if (!record.pixels || record.pixels->size() != bytes || record.pixels.use_count() > 1)
             record.pixels = std::make_shared<PixelBlock>(bytes);
         Layer& layer = layers.at(i);
-        const GLuint texture =
-            i == layers.current ? canvas.currentLayerSurface().textureId : layer.textureId;
+        const bool current = i == layers.current;
+        const GLuint texture = current ? canvas.currentLayerSurface().textureId : layer.textureId;
         readInto(texture, canvas.width, canvas.height, *record.pixels);
+        record.revision = current ? canvas.surfaceRevision() : layer.revision;
         layer.cachedPixels = record.pixels->data();
         layer.changedSinceSnapshot = false;
     }
@@ -80,38 +81,66 @@ void captureSnapshotPixels(HistorySnapshot& slot, Canvas& canvas, MultiLayeredIm
 
 void restoreSnapshotPixels(const HistorySnapshot& slot, Canvas& canvas, MultiLayeredImage& layers) {
     const int count = std::max<int>(1, static_cast<int>(slot.layers.size()));
+    // What the surface holds now.
+    const uint64_t surfaceRevision = canvas.surfaceRevision();
     while (layers.count() > count) layers.layers.pop_back();
     while (layers.count() < count) layers.appendLayer();
     layers.current = std::clamp(slot.currentLayer, 0, count - 1);
     const std::size_t bytes = layerBytes(canvas.width, canvas.height);
     std::vector<uint8_t> transparent; // made only for a record without pixels
-    const uint8_t* currentPixels = nullptr;
+    auto pixelsOf = [&](int i) -> const uint8_t* {
+        if (static_cast<std::size_t>(i) < slot.layers.size()) {
+            const SnapshotLayer& record = slot.layers[static_cast<std::size_t>(i)];
+            if (record.pixels && record.pixels->size() == bytes) return record.pixels->data();
+        }
+        transparent.resize(bytes, 0);
+        return transparent.data();
+    };
+    auto revisionOf = [&](int i) -> uint64_t {
+        if (static_cast<std::size_t>(i) >= slot.layers.size()) return 0;
+        const SnapshotLayer& record = slot.layers[static_cast<std::size_t>(i)];
+        return record.pixels && record.pixels->size() == bytes ? record.revision : 0;
+    };
     for (int i = 0; i < count; ++i) {
         Layer& layer = layers.at(i);
-        const uint8_t* pixels = nullptr;
         if (static_cast<std::size_t>(i) < slot.layers.size()) {
             const SnapshotLayer& record = slot.layers[static_cast<std::size_t>(i)];
             layer.visible = record.visible;
             layer.opacity = record.opacity;
             layer.blendMode = record.blendMode;
-            if (record.pixels && record.pixels->size() == bytes) pixels = record.pixels->data();
         }
-        if (pixels == nullptr) {
-            transparent.resize(bytes, 0);
-            pixels = transparent.data();
-        }
-        layer.setPixels(canvas.width, canvas.height, pixels);
         // The replay that follows changes layers without marking them.
         layer.markChanged();
-        if (i == layers.current) currentPixels = pixels;
+        // The current layer lives in the surface; its texture may stay behind.
+        if (i == layers.current) continue;
+        const uint64_t revision = revisionOf(i);
+        const bool holdsIt = revision != 0 && layer.textureId != 0 && layer.revision == revision &&
+                             layer.width == canvas.width && layer.height == canvas.height;
+        if (holdsIt) continue;
+        layer.setPixels(canvas.width, canvas.height, pixelsOf(i));
+        if (revision != 0) layer.revision = revision;
+    }
+    Layer& current = layers.currentLayer();
+    const uint64_t revision = revisionOf(layers.current);
+    if (revision != 0 && surfaceRevision == revision) return;  // the surface holds it already
+    if (revision != 0 && current.textureId != 0 && current.revision == revision && current.width == canvas.width &&
+        current.height == canvas.height) {
+        // The texture holds it: a copy on the card, no upload.
+        canvas.loadSurface(current.textureId, true);
+        canvas.setSurfaceRevision(revision);
+        return;
     }
     // The current layer goes into the other surface, which then becomes current.
-    glBindTexture(GL_TEXTURE_2D, canvas.otherLayerSurface().textureId);
+    const PixelRegion all = canvas.wholeCanvas();
+    Framebuffer& target = canvas.beginSurfacePass(all);
+    glBindTexture(GL_TEXTURE_2D, target.textureId);
     glPushClientAttrib(GL_CLIENT_PIXEL_STORE_BIT);
     glPixelStorei(GL_UNPACK_ALIGNMENT, 4);
     glPixelStorei(GL_UNPACK_ROW_LENGTH, 0);
-    glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, canvas.width, canvas.height, GL_RGBA, GL_UNSIGNED_BYTE, currentPixels);
+    glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, canvas.width, canvas.height, GL_RGBA, GL_UNSIGNED_BYTE,
+                    pixelsOf(layers.current));
     glPopClientAttrib();
     glBindTexture(GL_TEXTURE_2D, 0);
-    canvas.currentSurface = 1 - canvas.currentSurface;
+    canvas.endSurfacePass(all);
+    if (revision != 0) canvas.setSurfaceRevision(revision);
 }

@@ -52,6 +52,9 @@ struct SnapshotLayer {
     // so a restore gives back multiply layers as they were.
     int32_t blendMode = 0;
     PixelBlockPtr pixels; // null until first captured
+    // Which content the pixels are (see nextContentRevision): a restore
+    // uploads nothing for a layer that still holds it.
+    uint64_t revision = 0;
 };
 
 struct HistorySnapshot {

@@ -31,6 +31,7 @@ bool ImageLoadAction::execute() {
         glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, width_, height_, GL_RGBA, GL_UNSIGNED_BYTE, pixels_.data());
         glPopClientAttrib();
         glBindTexture(GL_TEXTURE_2D, 0);
+        canvas_.currentSurfaceChangedEverywhere();
         return true;
     }
     // A canvas of another size (a crop before it): stretched over the surface.

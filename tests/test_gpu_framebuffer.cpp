@@ -87,8 +87,9 @@ TEST_F(GpuFramebuffer, CreatePrintsStatusAndSetsFields) {
     EXPECT_EQ(value, GL_NEAREST);
     glGetTexParameteriv(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, &value);
     EXPECT_EQ(value, GL_CLAMP_TO_EDGE);
+    // Nothing samples a surface's mip levels: none are generated on writes.
     glGetTexParameteriv(GL_TEXTURE_2D, GL_GENERATE_MIPMAP, &value);
-    EXPECT_EQ(value, GL_TRUE);
+    EXPECT_EQ(value, GL_FALSE);
     glBindTexture(GL_TEXTURE_2D, 0);
 
     const GLuint texture = target.textureId;
