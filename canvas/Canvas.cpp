@@ -53,8 +53,10 @@ void Canvas::resize(int newWidth, int newHeight, MultiLayeredImage& layers) {
     surfacesMade = true;
     currentSurface = 0;
     // New textures hold anything: every region is as bad as it can be.
-    for (PixelRegion* r : {&staleRegion_, &strokeUsed_, &rawStrokeUsed_, &eraseBackupValid_}) r->reset(width, height);
+    for (PixelRegion* r : {&staleRegion_, &strokeUsed_, &rawStrokeUsed_, &eraseBackupValid_, &straightColour_})
+        r->reset(width, height);
     staleRegion_.addAll();
+    straightColour_.addAll();
     strokeUsed_.addAll();
     rawStrokeUsed_.addAll();
     surfaceRevision_ = nextContentRevision();
@@ -155,11 +157,13 @@ Framebuffer& Canvas::beginSurfacePass(const PixelRegion& change) {
 void Canvas::endSurfacePass(const PixelRegion& change) {
     currentSurface = 1 - currentSurface;
     staleRegion_ = passRegion(change);
+    straightColour_.add(staleRegion_);  // unknown content: assume the worst
     surfaceRevision_ = nextContentRevision();
 }
 
 void Canvas::currentSurfaceChanged(const PixelRegion& where) {
     staleRegion_.add(passRegion(where));
+    straightColour_.add(passRegion(where));
     surfaceRevision_ = nextContentRevision();
 }
 
@@ -190,6 +194,7 @@ void Canvas::clearStrokeBuffer() {
 void Canvas::clearCurrentSurface(float r, float g, float b, float a) {
     clearSurface(currentLayerSurface(), r, g, b, a);
     currentSurfaceChangedEverywhere();
+    if (r <= a && g <= a && b <= a) straightColour_.clear();
 }
 
 void Canvas::saveCurrentLayer(MultiLayeredImage& layers) {
@@ -349,8 +354,14 @@ void Canvas::renderDabs(const Brush& strokeBrush, std::span<const brush::Dab> da
 }
 
 bool Canvas::compositeStroke(const Brush& strokeBrush, brush::Rgb strokeColor) {
-    const PixelRegion change = passRegion(strokeUsed_);
-    const bool erase = strokeBrush.mode == kBrushModeErase;
+    const brush::CompositeProgram program = brush::chooseCompositeProgram(strokeBrush);
+    const bool erase = program == brush::CompositeProgram::Erase;
+    // These two rewrite straight-colour pixels wherever they run, stroke or not.
+    const bool rewritesStraightColour = erase || program == brush::CompositeProgram::StrokeSmooth;
+    PixelRegion change = strokeUsed_;
+    if (rewritesStraightColour) change.add(straightColour_);
+    change = passRegion(change);
+    const PixelRegion straightBefore = straightColour_;
     if (erase) {
         // Where the stroke reaches for the first time the current surface
         // still holds the layer as it was before the stroke.
@@ -379,5 +390,10 @@ bool Canvas::compositeStroke(const Brush& strokeBrush, brush::Rgb strokeColor) {
     }
     target.unbind();
     endSurfacePass(change);
+    // The plain merges keep every pixel premultiplied; the erase leaves none
+    // with straight colour where it ran; the smoothed one may leave some.
+    straightColour_ = straightBefore;
+    if (erase) straightColour_.subtract(change);
+    else if (rewritesStraightColour) straightColour_.add(change);
     return true;
 }

@@ -142,6 +142,11 @@ private:
     PixelRegion strokeUsed_;         // strokeBuffer may be non-zero here
     PixelRegion rawStrokeUsed_;      // rawStrokeBuffer likewise
     PixelRegion eraseBackupValid_;   // eraseBackup holds the layer before the stroke
+    // Where the current surface may hold colour above its alpha. The smoothed
+    // merge stores straight colour at the faint rim of a stroke; the erase and
+    // smoothed merges turn such pixels black wherever they run, so a limited
+    // pass of theirs must run here too to give the whole pass's bytes.
+    PixelRegion straightColour_;
     uint64_t surfaceRevision_ = 0;
     bool surfacesMade = false;
     brush::StrokeBuilder builder; // the stroke window, flags and pending dabs

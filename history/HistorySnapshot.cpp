@@ -114,7 +114,7 @@ void restoreSnapshotPixels(const HistorySnapshot& slot, Canvas& canvas, MultiLay
         // The current layer lives in the surface; its texture may stay behind.
         if (i == layers.current) continue;
         const uint64_t revision = revisionOf(i);
-        const bool holdsIt = revision != 0 && layer.textureId != 0 && layer.revision == revision &&
+        const bool holdsIt = canvas.limitPassesToChanges && revision != 0 && layer.textureId != 0 && layer.revision == revision &&
                              layer.width == canvas.width && layer.height == canvas.height;
         if (holdsIt) continue;
         layer.setPixels(canvas.width, canvas.height, pixelsOf(i));
@@ -122,8 +122,9 @@ void restoreSnapshotPixels(const HistorySnapshot& slot, Canvas& canvas, MultiLay
     }
     Layer& current = layers.currentLayer();
     const uint64_t revision = revisionOf(layers.current);
-    if (revision != 0 && surfaceRevision == revision) return;  // the surface holds it already
-    if (revision != 0 && current.textureId != 0 && current.revision == revision && current.width == canvas.width &&
+    const bool shortcuts = canvas.limitPassesToChanges;
+    if (shortcuts && revision != 0 && surfaceRevision == revision) return;  // the surface holds it already
+    if (shortcuts && revision != 0 && current.textureId != 0 && current.revision == revision && current.width == canvas.width &&
         current.height == canvas.height) {
         // The texture holds it: a copy on the card, no upload.
         canvas.loadSurface(current.textureId, true);
