@@ -28,6 +28,8 @@ ShaderProgram checkerboardProgram("checkerboardProgram");
 ShaderProgram rectDimProgram("rectDimProgram");
 ShaderProgram boxShadowProgram("boxShadowProgram");
 ShaderProgram colorSquareProgram("colorSquareProgram");
+ShaderProgram hardDabBatchProgram("hardDabBatchProgram");
+ShaderProgram softDabBatchProgram("softDabBatchProgram");
 
 // GLSL 1.20 throughout: gl_Color, gl_TexCoord and ftransform() are used on
 // purpose, since vertex colour is the parameter channel of most programs.
@@ -68,9 +70,14 @@ float smoothedAlpha(sampler2D t, vec2 uv, vec2 offset) {
 )";
 
 // Round dab with an anti-aliased rim; center and radius in framebuffer pixels.
-const std::string hardDabFragment = kVersion + R"(
-uniform vec2 center;
-uniform float radius;
+// The dab programs read their disc from uniforms, one draw per dab; the
+// batched forms read the same values from a per-dab attribute (texture
+// coordinate 1: centre x, y, radius, hardness), many dabs per draw.
+const std::string kDabUniforms = "uniform vec2 center;\nuniform float radius;\nuniform float hardness;\n";
+const std::string kDabVaryings = "varying vec4 dabShape;\n#define center dabShape.xy\n#define radius dabShape.z\n"
+                                 "#define hardness dabShape.w\n";
+
+const std::string hardDabBody = R"(
 void main() {
     vec2 p = gl_FragCoord.xy;
     float d = distance(p, center);
@@ -102,10 +109,10 @@ void main() {
 }
 )";
 
-const std::string softDabFragment = kVersion + R"(
-uniform vec2 center;
-uniform float radius;
-uniform float hardness;
+const std::string hardDabFragment = kVersion + kDabUniforms + hardDabBody;
+const std::string hardDabBatchFragment = kVersion + kDabVaryings + hardDabBody;
+
+const std::string softDabBody = R"(
 void main() {
     float d = distance(gl_FragCoord.xy, center);
     float f = hardness * radius;
@@ -113,6 +120,17 @@ void main() {
     float alpha = d < f ? 1.0 : (radius - d) / (radius - f);
     alpha *= gl_Color.a;
     gl_FragColor = vec4(gl_Color.rgb * alpha, alpha);
+}
+)";
+const std::string softDabFragment = kVersion + kDabUniforms + softDabBody;
+const std::string softDabBatchFragment = kVersion + kDabVaryings + softDabBody;
+
+const char* const dabBatchVertexStage = R"(#version 120
+varying vec4 dabShape;
+void main() {
+    dabShape = gl_MultiTexCoord1;
+    gl_FrontColor = gl_Color;
+    gl_Position = ftransform();
 }
 )";
 
@@ -397,6 +415,8 @@ void buildAllShaderPrograms(const GlInfo& info) {
         }
         source.program->build(source.vertexSource, source.fragmentSource);
     }
+    hardDabBatchProgram.build(dabBatchVertexStage, hardDabBatchFragment.c_str());
+    softDabBatchProgram.build(dabBatchVertexStage, softDabBatchFragment.c_str());
     setStartupUniforms();
 }
 

@@ -14,6 +14,10 @@ extern ShaderProgram hardDabProgram;
 extern ShaderProgram softDabProgram;
 extern ShaderProgram dabTextureProgram;
 extern ShaderProgram dabDryProgram;
+// hardDabProgram and softDabProgram for many dabs in one draw: the disc comes
+// from texture coordinate 1 (centre x, y, radius, hardness) of each vertex.
+extern ShaderProgram hardDabBatchProgram;
+extern ShaderProgram softDabBatchProgram;
 // Stroke composites (strokeTex unit 0, canvasTex unit 1).
 extern ShaderProgram strokeOverProgram;
 extern ShaderProgram strokeOverColorsProgram;

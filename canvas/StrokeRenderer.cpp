@@ -2,6 +2,9 @@
 
 #include <GL/glew.h>
 
+#include <algorithm>
+#include <vector>
+
 #include "brush/Brush.h"
 #include "brush/BrushTips.h"
 #include "canvas/GlPixels.h"
@@ -60,6 +63,53 @@ void stampRound(const brush::Dab& d, DabProgramState& state) {
     glEnd();
 }
 
+// Round dabs in one draw: four vertices a dab, each carrying the dab's colour
+// and its disc (centre, radius, hardness) for the batched programs. In the
+// order of the list, so blending sees the dabs as one draw each would.
+class RoundDabBatch {
+public:
+    void draw(std::span<const brush::Dab> run, const ShaderProgram& program) {
+        // Bounded chunks keep the arrays small for very long strokes.
+        constexpr std::size_t kChunk = 4096;
+        for (std::size_t first = 0; first < run.size(); first += kChunk) drawChunk(run.subspan(first, std::min(kChunk, run.size() - first)), program);
+    }
+
+private:
+    void drawChunk(std::span<const brush::Dab> dabs, const ShaderProgram& program) {
+        vertices_.clear();
+        colors_.clear();
+        shapes_.clear();
+        for (const brush::Dab& d : dabs) {
+            const float l = static_cast<float>(d.quadLeft), r = static_cast<float>(d.quadRight);
+            const float b = static_cast<float>(d.quadBottom), t = static_cast<float>(d.quadTop);
+            vertices_.insert(vertices_.end(), {l, b, r, b, r, t, l, t});
+            for (int k = 0; k < 4; ++k) {
+                colors_.insert(colors_.end(), d.color.begin(), d.color.end());
+                shapes_.insert(shapes_.end(), {d.center.x, d.center.y, d.radius, d.hardness});
+            }
+        }
+        glUseProgram(program.program);
+        glPushClientAttrib(GL_CLIENT_VERTEX_ARRAY_BIT);
+        glEnableClientState(GL_VERTEX_ARRAY);
+        glVertexPointer(2, GL_FLOAT, 0, vertices_.data());
+        glEnableClientState(GL_COLOR_ARRAY);
+        glColorPointer(4, GL_FLOAT, 0, colors_.data());
+        glClientActiveTexture(GL_TEXTURE1);
+        glEnableClientState(GL_TEXTURE_COORD_ARRAY);
+        glTexCoordPointer(4, GL_FLOAT, 0, shapes_.data());
+        glDrawArrays(GL_QUADS, 0, static_cast<GLsizei>(dabs.size() * 4));
+        glDisableClientState(GL_TEXTURE_COORD_ARRAY);
+        glClientActiveTexture(GL_TEXTURE0);
+        glPopClientAttrib();
+    }
+
+    std::vector<float> vertices_, colors_, shapes_;
+};
+
+bool isRound(const brush::Dab& d) {
+    return d.kind == brush::DabKind::HardRound || d.kind == brush::DabKind::SoftRound;
+}
+
 void stampTextured(const brush::Dab& d) {
     glColor4f(d.color[0], d.color[1], d.color[2], d.color[3]);
     glPushMatrix();
@@ -78,7 +128,7 @@ void stampTextured(const brush::Dab& d) {
 
 } // namespace
 
-void stampDabs(const Brush& brush, std::span<const brush::Dab> dabs, const BrushTipTable& tips) {
+void stampDabs(const Brush& brush, std::span<const brush::Dab> dabs, const BrushTipTable& tips, DabDrawing drawing) {
     if (dabs.empty()) return;
     glPushAttrib(GL_ENABLE_BIT | GL_COLOR_BUFFER_BIT | GL_CURRENT_BIT | GL_TEXTURE_BIT | GL_POLYGON_BIT);
     glDisable(GL_DEPTH_TEST);
@@ -86,8 +136,21 @@ void stampDabs(const Brush& brush, std::span<const brush::Dab> dabs, const Brush
     setDabBlend(brush);
     GLuint boundTip = 0;
     DabProgramState state;
-    for (const brush::Dab& d : dabs) {
-        if (d.kind == brush::DabKind::HardRound || d.kind == brush::DabKind::SoftRound) {
+    RoundDabBatch batch;
+    for (std::size_t i = 0; i < dabs.size(); ++i) {
+        const brush::Dab& d = dabs[i];
+        if (isRound(d) && drawing == DabDrawing::Batched) {
+            // The run of round dabs of one kind from here on: one draw.
+            std::size_t end = i + 1;
+            while (end < dabs.size() && dabs[end].kind == d.kind) ++end;
+            glDisable(GL_TEXTURE_2D);
+            batch.draw(dabs.subspan(i, end - i),
+                       d.kind == brush::DabKind::SoftRound ? softDabBatchProgram : hardDabBatchProgram);
+            state.program = nullptr;  // the batch changed the program in use
+            i = end - 1;
+            continue;
+        }
+        if (isRound(d)) {
             glDisable(GL_TEXTURE_2D);
             stampRound(d, state);
             continue;

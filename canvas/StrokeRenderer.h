@@ -10,8 +10,13 @@
 struct Brush;
 class BrushTipTable;
 
+// Round dabs go to GL many to a draw; OneByOne draws each on its own through
+// the uniform programs, the reference the batches are tested against.
+enum class DabDrawing { Batched, OneByOne };
+
 // Draws the dabs in order with the blend state the brush asks for.
-void stampDabs(const Brush& brush, std::span<const brush::Dab> dabs, const BrushTipTable& tips);
+void stampDabs(const Brush& brush, std::span<const brush::Dab> dabs, const BrushTipTable& tips,
+               DabDrawing drawing = DabDrawing::Batched);
 
 // Draws the merge of `strokeTexture` over `canvasTexture` as one quad of
 // width x height with blending off, so the result replaces the bound target.
