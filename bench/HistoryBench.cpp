@@ -56,6 +56,24 @@ void runUndoBenchmark(int side, int layerCount) {
         figure("undo.worst." + name, seconds * 1000, "ms");
         figure("undo.worst." + name + ".reexecuted", static_cast<double>(history.actionCount()) - from, "actions");
     }
+    // One stroke on one layer of five since the snapshot: the restore puts
+    // back that layer alone.
+    history.takeSnapshot(true);
+    {
+        Brush b;
+        b.size = 60;
+        auto stroke = std::make_unique<BrushStrokeAction>(b, brush::Rgb{0.9f, 0.1f, 0.1f});
+        for (int i = 0; i < 100; ++i)
+            stroke->appendPoint(std::make_unique<BrushStrokePoint>(math::Vec2{side * 0.3f + i * 5.0f, side * 0.3f},
+                                                                   1.0f, 1.0f, false, 0.0f));
+        perform(std::move(stroke));
+    }
+    glFinish();
+    start = Clock::now();
+    history.restoreSnapshot();
+    glFinish();
+    figure("restore.one_changed_of." + name, secondsSince(start) * 1000, "ms");
+
     // Every layer changed: the snapshot reads all of them back.
     layers.markAllChanged();
     start = Clock::now();
