@@ -30,6 +30,8 @@ ShaderProgram boxShadowProgram("boxShadowProgram");
 ShaderProgram colorSquareProgram("colorSquareProgram");
 ShaderProgram hardDabBatchProgram("hardDabBatchProgram");
 ShaderProgram softDabBatchProgram("softDabBatchProgram");
+ShaderProgram hardDabPointProgram("hardDabPointProgram");
+ShaderProgram softDabPointProgram("softDabPointProgram");
 
 // GLSL 1.20 throughout: gl_Color, gl_TexCoord and ftransform() are used on
 // purpose, since vertex colour is the parameter channel of most programs.
@@ -130,6 +132,18 @@ varying vec4 dabShape;
 void main() {
     dabShape = gl_MultiTexCoord1;
     gl_FrontColor = gl_Color;
+    gl_Position = ftransform();
+}
+)";
+
+// The same as a square point: one vertex at the centre of the dab's quad, the
+// quad's side as point size (texture coordinate 2).
+const char* const dabPointVertexStage = R"(#version 120
+varying vec4 dabShape;
+void main() {
+    dabShape = gl_MultiTexCoord1;
+    gl_FrontColor = gl_Color;
+    gl_PointSize = gl_MultiTexCoord2.x;
     gl_Position = ftransform();
 }
 )";
@@ -417,6 +431,8 @@ void buildAllShaderPrograms(const GlInfo& info) {
     }
     hardDabBatchProgram.build(dabBatchVertexStage, hardDabBatchFragment.c_str());
     softDabBatchProgram.build(dabBatchVertexStage, softDabBatchFragment.c_str());
+    hardDabPointProgram.build(dabPointVertexStage, hardDabBatchFragment.c_str());
+    softDabPointProgram.build(dabPointVertexStage, softDabBatchFragment.c_str());
     setStartupUniforms();
 }
 

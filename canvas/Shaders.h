@@ -18,6 +18,10 @@ extern ShaderProgram dabDryProgram;
 // from texture coordinate 1 (centre x, y, radius, hardness) of each vertex.
 extern ShaderProgram hardDabBatchProgram;
 extern ShaderProgram softDabBatchProgram;
+// The same drawn as square points, one vertex a dab (point size in texture
+// coordinate 2): a point covers exactly the pixels of the dab's quad.
+extern ShaderProgram hardDabPointProgram;
+extern ShaderProgram softDabPointProgram;
 // Stroke composites (strokeTex unit 0, canvasTex unit 1).
 extern ShaderProgram strokeOverProgram;
 extern ShaderProgram strokeOverColorsProgram;

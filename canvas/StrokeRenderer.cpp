@@ -63,31 +63,85 @@ void stampRound(const brush::Dab& d, DabProgramState& state) {
     glEnd();
 }
 
-// Round dabs in one draw: four vertices a dab, each carrying the dab's colour
-// and its disc (centre, radius, hardness) for the batched programs. In the
-// order of the list, so blending sees the dabs as one draw each would.
+// Round dabs in one draw, in the order of the list, so blending sees them as
+// one draw each would. Each dab carries its colour and its disc (centre,
+// radius, hardness) for the batched programs. A dab whose centre lies on the
+// surface goes as one square point covering exactly its quad's pixels (the
+// rasteriser sets up one primitive instead of two triangles); others, and
+// dabs larger than the largest point, as a quad of four vertices.
 class RoundDabBatch {
 public:
-    void draw(std::span<const brush::Dab> run, const ShaderProgram& program) {
-        // Bounded chunks keep the arrays small for very long strokes.
-        constexpr std::size_t kChunk = 4096;
-        for (std::size_t first = 0; first < run.size(); first += kChunk) drawChunk(run.subspan(first, std::min(kChunk, run.size() - first)), program);
+    RoundDabBatch(int surfaceWidth, int surfaceHeight) : width_(surfaceWidth), height_(surfaceHeight) {
+        GLfloat range[2] = {1, 1};
+        glGetFloatv(GL_ALIASED_POINT_SIZE_RANGE, range);
+        maxPoint_ = static_cast<int32_t>(range[1]);
+    }
+
+    void draw(std::span<const brush::Dab> run, bool soft) {
+        std::size_t first = 0;
+        while (first < run.size()) {
+            const bool points = asPoint(run[first]);
+            std::size_t end = first + 1;
+            // Bounded chunks keep the arrays small for very long strokes.
+            while (end < run.size() && end - first < kChunk && asPoint(run[end]) == points) ++end;
+            if (points) drawPoints(run.subspan(first, end - first), soft ? softDabPointProgram : hardDabPointProgram);
+            else drawQuads(run.subspan(first, end - first), soft ? softDabBatchProgram : hardDabBatchProgram);
+            first = end;
+        }
     }
 
 private:
-    void drawChunk(std::span<const brush::Dab> dabs, const ShaderProgram& program) {
-        vertices_.clear();
-        colors_.clear();
-        shapes_.clear();
+    static constexpr std::size_t kChunk = 4096;
+
+    bool asPoint(const brush::Dab& d) const {
+        // Points are clipped by their centre, so only dabs centred on the
+        // surface may go as points.
+        const int32_t side = d.quadRight - d.quadLeft;
+        const int32_t cx = d.quadLeft + side / 2, cy = d.quadBottom + side / 2;
+        return side <= maxPoint_ && d.quadTop - d.quadBottom == side && side % 2 == 0 && cx >= 0 && cy >= 0 &&
+               cx < width_ && cy < height_;
+    }
+
+    void appendAttributes(const brush::Dab& d, int copies) {
+        for (int k = 0; k < copies; ++k) {
+            colors_.insert(colors_.end(), d.color.begin(), d.color.end());
+            shapes_.insert(shapes_.end(), {d.center.x, d.center.y, d.radius, d.hardness});
+        }
+    }
+
+    void drawPoints(std::span<const brush::Dab> dabs, const ShaderProgram& program) {
+        clear();
+        for (const brush::Dab& d : dabs) {
+            const int32_t side = d.quadRight - d.quadLeft;
+            vertices_.insert(vertices_.end(), {static_cast<float>(d.quadLeft + side / 2),
+                                               static_cast<float>(d.quadBottom + side / 2)});
+            sizes_.push_back(static_cast<float>(side));
+            appendAttributes(d, 1);
+        }
+        glEnable(GL_VERTEX_PROGRAM_POINT_SIZE);
+        submit(program, GL_POINTS, static_cast<GLsizei>(dabs.size()), true);
+        glDisable(GL_VERTEX_PROGRAM_POINT_SIZE);
+    }
+
+    void drawQuads(std::span<const brush::Dab> dabs, const ShaderProgram& program) {
+        clear();
         for (const brush::Dab& d : dabs) {
             const float l = static_cast<float>(d.quadLeft), r = static_cast<float>(d.quadRight);
             const float b = static_cast<float>(d.quadBottom), t = static_cast<float>(d.quadTop);
             vertices_.insert(vertices_.end(), {l, b, r, b, r, t, l, t});
-            for (int k = 0; k < 4; ++k) {
-                colors_.insert(colors_.end(), d.color.begin(), d.color.end());
-                shapes_.insert(shapes_.end(), {d.center.x, d.center.y, d.radius, d.hardness});
-            }
+            appendAttributes(d, 4);
         }
+        submit(program, GL_QUADS, static_cast<GLsizei>(dabs.size() * 4), false);
+    }
+
+    void clear() {
+        vertices_.clear();
+        colors_.clear();
+        shapes_.clear();
+        sizes_.clear();
+    }
+
+    void submit(const ShaderProgram& program, GLenum mode, GLsizei count, bool withSizes) {
         glUseProgram(program.program);
         glPushClientAttrib(GL_CLIENT_VERTEX_ARRAY_BIT);
         glEnableClientState(GL_VERTEX_ARRAY);
@@ -97,13 +151,22 @@ private:
         glClientActiveTexture(GL_TEXTURE1);
         glEnableClientState(GL_TEXTURE_COORD_ARRAY);
         glTexCoordPointer(4, GL_FLOAT, 0, shapes_.data());
-        glDrawArrays(GL_QUADS, 0, static_cast<GLsizei>(dabs.size() * 4));
+        if (withSizes) {
+            glClientActiveTexture(GL_TEXTURE2);
+            glEnableClientState(GL_TEXTURE_COORD_ARRAY);
+            glTexCoordPointer(1, GL_FLOAT, 0, sizes_.data());
+        }
+        glDrawArrays(mode, 0, count);
+        if (withSizes) glDisableClientState(GL_TEXTURE_COORD_ARRAY);
+        glClientActiveTexture(GL_TEXTURE1);
         glDisableClientState(GL_TEXTURE_COORD_ARRAY);
         glClientActiveTexture(GL_TEXTURE0);
         glPopClientAttrib();
     }
 
-    std::vector<float> vertices_, colors_, shapes_;
+    int width_, height_;
+    int32_t maxPoint_ = 1;
+    std::vector<float> vertices_, colors_, shapes_, sizes_;
 };
 
 bool isRound(const brush::Dab& d) {
@@ -136,7 +199,9 @@ void stampDabs(const Brush& brush, std::span<const brush::Dab> dabs, const Brush
     setDabBlend(brush);
     GLuint boundTip = 0;
     DabProgramState state;
-    RoundDabBatch batch;
+    GLint viewport[4] = {0, 0, 0, 0};
+    glGetIntegerv(GL_VIEWPORT, viewport);
+    RoundDabBatch batch(viewport[2], viewport[3]);
     for (std::size_t i = 0; i < dabs.size(); ++i) {
         const brush::Dab& d = dabs[i];
         if (isRound(d) && drawing == DabDrawing::Batched) {
@@ -144,8 +209,7 @@ void stampDabs(const Brush& brush, std::span<const brush::Dab> dabs, const Brush
             std::size_t end = i + 1;
             while (end < dabs.size() && dabs[end].kind == d.kind) ++end;
             glDisable(GL_TEXTURE_2D);
-            batch.draw(dabs.subspan(i, end - i),
-                       d.kind == brush::DabKind::SoftRound ? softDabBatchProgram : hardDabBatchProgram);
+            batch.draw(dabs.subspan(i, end - i), d.kind == brush::DabKind::SoftRound);
             state.program = nullptr;  // the batch changed the program in use
             i = end - 1;
             continue;

@@ -51,9 +51,10 @@ TEST_F(DabBatchTest, BatchedRoundDabsEqualOneDrawPerDab) {
             brush.flags |= flags;
             std::vector<brush::Dab> dabs;
             for (int i = 0; i < 400; ++i) {
-                // Sizes from a fraction of a pixel (the tiny-dab rule) to large.
-                BrushStrokePoint p({unit() * kW, unit() * kH}, i % 7 == 0 ? 0.05f + 0.1f * unit() : unit(), unit(),
-                                   false, 0);
+                // Sizes from a fraction of a pixel (the tiny-dab rule) to larger
+                // than any point; centres off the surface too.
+                const float sizeFactor = i % 7 == 0 ? 0.05f + 0.1f * unit() : i % 97 == 0 ? 12.0f : unit();
+                BrushStrokePoint p({unit() * (kW + 60) - 30, unit() * (kH + 60) - 30}, sizeFactor, unit(), false, 0);
                 brush::Dab d = brush::makeDab(p, brush, {});
                 d.color = {unit(), unit(), unit(), unit()};
                 d.color[0] *= d.color[3], d.color[1] *= d.color[3], d.color[2] *= d.color[3];
@@ -66,7 +67,7 @@ TEST_F(DabBatchTest, BatchedRoundDabsEqualOneDrawPerDab) {
             for (size_t i = 0; i < one.size(); ++i) differing += one[i] != batched[i];
             for (size_t i = 3; i < one.size(); i += 4) painted += one[i] != 0;
             EXPECT_EQ(differing, 0u) << "variant " << variant;
-            EXPECT_GT(painted, 5000u) << "variant " << variant;
+            EXPECT_GT(painted, 2000u) << "variant " << variant;
             ++variant;
         }
     }
