@@ -97,25 +97,11 @@ PixelRegion Canvas::passRegion(const PixelRegion& region) const {
     return wholeCanvas();
 }
 
-void Canvas::forEachRect(const PixelRegion& region, const std::function<void()>& draw) {
-    if (region.empty()) return;
-    if (region.full()) {
-        draw();
-        return;
-    }
-    glPushAttrib(GL_SCISSOR_BIT | GL_ENABLE_BIT);
-    glEnable(GL_SCISSOR_TEST);
-    for (const PixelRect& r : region.rects()) {
-        glScissor(r.x, r.y, r.width, r.height);
-        draw();
-    }
-    glPopAttrib();
-}
-
 void Canvas::copyRegion(Framebuffer& target, Framebuffer& source, const PixelRegion& region) {
     if (region.empty()) return;
     if (target.complete && source.complete) {
-        // A blit of the same size with nearest filtering copies bytes exactly.
+        // Blits of the same size with nearest filtering copy bytes exactly,
+        // at the speed of a memory copy.
         target.bind(GL_DRAW_FRAMEBUFFER);
         glBindFramebuffer(GL_READ_FRAMEBUFFER, source.framebufferId);
         glPushAttrib(GL_ENABLE_BIT);
@@ -128,6 +114,7 @@ void Canvas::copyRegion(Framebuffer& target, Framebuffer& source, const PixelReg
         target.unbind();
         return;
     }
+    // Without framebuffer objects: one draw of the region's quads, texel for pixel.
     target.bind(GL_DRAW_FRAMEBUFFER);
     {
         CanvasProjection projection(width, height);
@@ -135,10 +122,13 @@ void Canvas::copyRegion(Framebuffer& target, Framebuffer& source, const PixelReg
         glDisable(GL_DEPTH_TEST);
         glDisable(GL_BLEND);
         glEnable(GL_TEXTURE_2D);
+        glActiveTexture(GL_TEXTURE0);
         glBindTexture(GL_TEXTURE_2D, source.textureId);
+        glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
+        glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
         glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, GL_REPLACE);
         glColor4f(1, 1, 1, 1);
-        forEachRect(region, [&] { drawQuad(0.0f, 0.0f, static_cast<float>(width), static_cast<float>(height)); });
+        drawRegion(region);
         glBindTexture(GL_TEXTURE_2D, 0);
         glPopAttrib();
     }
@@ -170,14 +160,26 @@ void Canvas::currentSurfaceChanged(const PixelRegion& where) {
 void Canvas::currentSurfaceChangedEverywhere() { currentSurfaceChanged(wholeCanvas()); }
 
 void Canvas::clearBufferRegion(Framebuffer& buffer, PixelRegion& used, float depth) {
+    const PixelRegion region = passRegion(used);
+    used.clear();
+    if (region.empty()) return;
     buffer.bind(GL_DRAW_FRAMEBUFFER);
-    glPushAttrib(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+    glPushAttrib(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT | GL_SCISSOR_BIT | GL_ENABLE_BIT);
     glClearColor(0, 0, 0, 0);
     glClearDepth(depth);
-    forEachRect(passRegion(used), [] { glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT); });
+    if (region.full()) {
+        glDisable(GL_SCISSOR_TEST);
+        glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+    } else {
+        // A clear is a fill of memory; cut by the scissor, rectangle by rectangle.
+        glEnable(GL_SCISSOR_TEST);
+        for (const PixelRect& r : region.rects()) {
+            glScissor(r.x, r.y, r.width, r.height);
+            glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+        }
+    }
     glPopAttrib();
     buffer.unbind();
-    used.clear();
 }
 
 void Canvas::markStrokeBufferUsed(std::span<const brush::Dab> dabs) {
@@ -375,18 +377,10 @@ bool Canvas::compositeStroke(const Brush& strokeBrush, brush::Rgb strokeColor) {
     target.bind(GL_DRAW_FRAMEBUFFER);
     {
         CanvasProjection projection(width, height);
-        glPushAttrib(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT | GL_STENCIL_BUFFER_BIT);
-        glClearColor(0, 0, 0, 0);
-        GLbitfield mask = GL_COLOR_BUFFER_BIT;
-        if (history && history->replayPending) {
-            mask |= GL_DEPTH_BUFFER_BIT | GL_STENCIL_BUFFER_BIT;
-            builder.clearPendingDabs();
-        }
-        forEachRect(change, [&] {
-            glClear(mask);
-            drawStrokeComposite(strokeBrush, strokeColor, strokeBuffer.textureId, canvasTexture, width, height);
-        });
-        glPopAttrib();
+        if (history && history->replayPending) builder.clearPendingDabs();
+        // Blending is off: the merge replaces every pixel of the change, so
+        // the target needs no clear first.
+        drawStrokeComposite(strokeBrush, strokeColor, strokeBuffer.textureId, canvasTexture, change);
     }
     target.unbind();
     endSurfacePass(change);

@@ -84,8 +84,8 @@ public:
     //
     // A pass that writes `change` into the other surface and flips:
     // beginSurfacePass brings the other surface up to date outside `change`
-    // and returns it; the caller draws (cut to change with forEachRect) and
-    // calls endSurfacePass, which flips.
+    // and returns it; the caller draws over `change` (drawRegion) and calls
+    // endSurfacePass, which flips.
     Framebuffer& beginSurfacePass(const PixelRegion& change);
     void endSurfacePass(const PixelRegion& change);
     // The current surface was written in place (a fill, an upload, a mirror).
@@ -95,9 +95,6 @@ public:
     // (the whole canvas when passes are not limited).
     PixelRegion wholeCanvas() const;
     PixelRegion passRegion(const PixelRegion& region) const;
-    // Runs `draw` once per rectangle of the region, with the scissor set to it
-    // (restored afterwards). Each draw must be the full-size one.
-    static void forEachRect(const PixelRegion& region, const std::function<void()>& draw);
     // Which content the current surface holds: a number that changes with
     // every write and never repeats, so equal numbers mean equal pixels.
     uint64_t surfaceRevision() const { return surfaceRevision_; }

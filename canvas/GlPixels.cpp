@@ -3,6 +3,8 @@
 
 #include "canvas/GlPixels.h"
 
+#include <vector>
+
 #include <cstdio>
 
 std::vector<uint8_t> readTexture(GLuint textureId, int32_t width, int32_t height) {
@@ -68,6 +70,30 @@ void drawQuad(float x, float y, float width, float height) {
 // Whole pixels are exact in float up to 2^24, far beyond any surface.
 void drawQuad(int32_t x, int32_t y, int32_t width, int32_t height) {
     drawQuad(static_cast<float>(x), static_cast<float>(y), static_cast<float>(width), static_cast<float>(height));
+}
+
+void drawRegion(const PixelRegion& region) {
+    if (region.empty()) return;
+    const float w = static_cast<float>(region.width()), h = static_cast<float>(region.height());
+    if (region.full()) {
+        drawQuad(0.0f, 0.0f, w, h);
+        return;
+    }
+    std::vector<float> vertices, texCoords;
+    for (const PixelRect& r : region.rects()) {
+        const float x0 = static_cast<float>(r.x), y0 = static_cast<float>(r.y);
+        const float x1 = static_cast<float>(r.right()), y1 = static_cast<float>(r.top());
+        vertices.insert(vertices.end(), {x0, y0, x1, y0, x1, y1, x0, y1});
+        texCoords.insert(texCoords.end(), {x0 / w, y0 / h, x1 / w, y0 / h, x1 / w, y1 / h, x0 / w, y1 / h});
+    }
+    glPushClientAttrib(GL_CLIENT_VERTEX_ARRAY_BIT);
+    glEnableClientState(GL_VERTEX_ARRAY);
+    glVertexPointer(2, GL_FLOAT, 0, vertices.data());
+    glClientActiveTexture(GL_TEXTURE0);
+    glEnableClientState(GL_TEXTURE_COORD_ARRAY);
+    glTexCoordPointer(2, GL_FLOAT, 0, texCoords.data());
+    glDrawArrays(GL_QUADS, 0, static_cast<GLsizei>(vertices.size() / 2));
+    glPopClientAttrib();
 }
 
 void pushOrtho(float width, float height) {

@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "core/PixelRegion.h"
+
 // Reads level 0 of a GL_TEXTURE_2D as RGBA bytes (width * height * 4). When the
 // texture's real size differs from the given one, or the size is not positive,
 // says so on standard error and returns an empty block.
@@ -24,6 +26,10 @@ void unpremultiply(uint8_t* bytes, size_t length);
 // coordinates (0,0) (1,0) (1,1) (0,1), z 0.
 void drawQuad(float x, float y, float width, float height);
 void drawQuad(int32_t x, int32_t y, int32_t width, int32_t height);
+// The pixels of a region of a width x height surface as quads in one draw,
+// with the texture coordinates a quad over the whole surface gives there; a
+// full region is that one quad. Blending off, each pixel is written once.
+void drawRegion(const PixelRegion& region);
 
 // Pushes the projection matrix and loads gluOrtho2D(0, width, 0, height);
 // popOrtho pops it. Both leave the selected matrix mode as they found it.

@@ -255,7 +255,7 @@ const ShaderProgram& previewProgram(const Brush& brush) {
 } // namespace
 
 void drawStrokeComposite(const Brush& brush, brush::Rgb color, unsigned strokeTexture, unsigned canvasTexture,
-                         int width, int height) {
+                         const PixelRegion& region) {
     const ShaderProgram& p = compositeProgram(brush);
     glPushAttrib(GL_ENABLE_BIT | GL_COLOR_BUFFER_BIT | GL_CURRENT_BIT | GL_TEXTURE_BIT);
     glDisable(GL_DEPTH_TEST);
@@ -264,8 +264,14 @@ void drawStrokeComposite(const Brush& brush, brush::Rgb color, unsigned strokeTe
     glUniform1i(glGetUniformLocation(p.program, "strokeTex"), 0);
     glUniform1i(glGetUniformLocation(p.program, "canvasTex"), 1);
     bindTwoTextures(strokeTexture, canvasTexture);
+    // Texel for pixel: the live preview may have left linear filters on them.
+    for (GLenum unit : {GL_TEXTURE1, GL_TEXTURE0}) {
+        glActiveTexture(unit);
+        glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
+        glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
+    }
     glColor4f(color.r, color.g, color.b, brush.opacity);
-    drawQuad(0.0f, 0.0f, static_cast<float>(width), static_cast<float>(height));
+    drawRegion(region);
     unbindTwoTextures();
     glUseProgram(0);
     glPopAttrib();

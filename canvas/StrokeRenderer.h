@@ -6,6 +6,7 @@
 
 #include "brush/ColorSpace.h"
 #include "brush/Dab.h"
+#include "core/PixelRegion.h"
 
 struct Brush;
 class BrushTipTable;
@@ -18,11 +19,11 @@ enum class DabDrawing { Batched, OneByOne };
 void stampDabs(const Brush& brush, std::span<const brush::Dab> dabs, const BrushTipTable& tips,
                DabDrawing drawing = DabDrawing::Batched);
 
-// Draws the merge of `strokeTexture` over `canvasTexture` as one quad of
-// width x height with blending off, so the result replaces the bound target.
-// The program follows the brush: erase, smoothed, per-dab colours or plain.
+// Draws the merge of `strokeTexture` over `canvasTexture` over the region of
+// the surface with blending off, so the result replaces the bound target
+// there. The program follows the brush: erase, smoothed, per-dab colours or plain.
 void drawStrokeComposite(const Brush& brush, brush::Rgb color, unsigned strokeTexture, unsigned canvasTexture,
-                         int width, int height);
+                         const PixelRegion& region);
 
 // The live preview of the stroke over its layer, in the current projection:
 // the same formulas as the merge, times the layer opacity, without writing the layer.
