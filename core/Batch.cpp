@@ -117,8 +117,7 @@ int loadForRender(const std::string& path, bool replay) {
                            },
                            programImageLoadHooks(), nullptr};
     const ImageLoadResult result = loadImageAsCanvas(path, target);
-    // A refused decode has written its reason; a size refused here has not.
-    if (result == ImageLoadResult::TooLarge) return badInput(path, "image larger than this graphics card supports");
+    // The load has written its one line on why.
     if (result != ImageLoadResult::Loaded) return kBatchBadInput;
     return kBatchOk;
 }

@@ -141,12 +141,17 @@ TEST(ImageSave, FormatFollowsTheExtension) {
     const std::vector<std::pair<std::string, ImageKind>> cases = {
         {"f.jpg", ImageKind::Jpeg}, {"f.JPG", ImageKind::Jpeg}, {"f.png", ImageKind::Png},
         {"f.tif", ImageKind::Tiff}, {"f.bmp", ImageKind::Bmp},  {"f.tga", ImageKind::Png},
-        {"f.jpeg", ImageKind::Png}, {"f.xyz", ImageKind::Png},  {"noextension", ImageKind::Png}};
+        {"f.jpeg", ImageKind::Jpeg}, {"f.JPEG", ImageKind::Jpeg}, {"f.tiff", ImageKind::Tiff},
+        {"f.Tiff", ImageKind::Tiff}, {"f.xyz", ImageKind::Png},  {"noextension", ImageKind::Png}};
     for (const auto& [name, kind] : cases) {
         const std::string path = folder.file(name);
         ASSERT_TRUE(saveImage(path, straightPattern(), 4, 3)) << name;
         EXPECT_EQ(kindFromSignature(readBytes(path)), kind) << name;
     }
+    // Written under a temporary name and renamed: nothing else is left behind.
+    size_t files = 0;
+    for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator(folder.file(""))) ++files;
+    EXPECT_EQ(files, cases.size());
 }
 
 TEST(ImageSave, RefusesAPixelBlockOfTheWrongSize) {
