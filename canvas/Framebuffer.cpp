@@ -93,8 +93,8 @@ void Framebuffer::createFramebufferObject(bool withDepth, bool withStencil) {
                                   GL_RENDERBUFFER, renderbufferId);
     const GLenum status = glCheckFramebufferStatus(GL_FRAMEBUFFER);
     complete = status == GL_FRAMEBUFFER_COMPLETE;
-    std::printf("%s\n", framebufferStatusText(status));
-    std::fflush(stdout);
+    std::fprintf(glDiagnosticsFile(), "%s\n", framebufferStatusText(status));
+    std::fflush(glDiagnosticsFile());
     glBindFramebuffer(GL_FRAMEBUFFER, 0);
 }
 

@@ -8,6 +8,9 @@
 
 GlInfo gGlInfo;
 FramebufferCapability gFramebufferCapability;
+bool gGlDiagnosticsToStderr = false;
+
+std::FILE* glDiagnosticsFile() { return gGlDiagnosticsToStderr ? stderr : stdout; }
 
 namespace {
 
@@ -57,5 +60,5 @@ void testFramebufferSupport(const GlInfo& info, FramebufferCapability& capabilit
 void ensureFramebufferTested() {
     if (gFramebufferCapability.framebufferTested) return;
     if (!gGlInfo.loaded) gGlInfo = GlInfo::readFromCurrentContext();
-    testFramebufferSupport(gGlInfo, gFramebufferCapability, std::cout);
+    testFramebufferSupport(gGlInfo, gFramebufferCapability, gGlDiagnosticsToStderr ? std::cerr : std::cout);
 }

@@ -2,6 +2,7 @@
 // What the GL driver says about itself, read once at start-up, and the
 // process-wide answer to "can we render into framebuffer objects?".
 #include <cstdint>
+#include <cstdio>
 #include <iosfwd>
 #include <string>
 #include <vector>
@@ -40,5 +41,11 @@ extern FramebufferCapability gFramebufferCapability;
 void testFramebufferSupport(const GlInfo& info, FramebufferCapability& capability, std::ostream& out);
 
 // Runs the test on gGlInfo (reading it from the current context if main has
-// not) with standard output, unless it has run already.
+// not) with the diagnostics stream, unless it has run already.
 void ensureFramebufferTested();
+
+// GL diagnostics ("Framebuffer complete." and the verdict above) go to
+// standard output in the window program; batch mode sets this so they go to
+// standard error and standard output carries only what the command prints.
+extern bool gGlDiagnosticsToStderr;
+std::FILE* glDiagnosticsFile();

@@ -65,6 +65,7 @@ int printLayeredInfo(const std::string& path, const std::vector<uint8_t>& bytes,
 }
 
 bool setUpHeadlessGl(platform::HeadlessGlContext& context) {
+    gGlDiagnosticsToStderr = true; // standard output is the command's alone
     std::string error;
     if (!context.create(&error)) {
         std::fprintf(stderr, "kestrelwing: no OpenGL context without a window: %s\n", error.c_str());
