@@ -145,7 +145,8 @@ TEST_F(ImageReference, RenderGivesThePictureOnStandardOutputNothing) {
 TEST(ImageWriters, EveryExtensionWritesItsFormatReadBackByImageMagick) {
     imagetest::TempFolder folder;
     // A saturated pattern with hard edges: red, green, blue and white blocks
-    // (JPEG's weak spot is halved colour resolution at such edges).
+    // (JPEG's weak spot is halved colour resolution at such edges: 4:2:0
+    // is off by over 200 levels there, 4:4:4 at full quality by 3).
     const int w = 24, h = 16;
     std::vector<uint8_t> topDown(static_cast<size_t>(w) * h * 4);
     for (int y = 0; y < h; ++y)
@@ -163,8 +164,8 @@ TEST(ImageWriters, EveryExtensionWritesItsFormatReadBackByImageMagick) {
         int tolerance;
     };
     for (const Case& c : {Case{"w.png", "PNG", 0}, Case{"w.tif", "TIFF", 0}, Case{"w.tiff", "TIFF", 0},
-                          Case{"w.TIFF", "TIFF", 0}, Case{"w.bmp", "BMP", 0}, Case{"w.jpg", "JPEG", 40},
-                          Case{"w.jpeg", "JPEG", 40}, Case{"w.xyz", "PNG", 0}}) {
+                          Case{"w.TIFF", "TIFF", 0}, Case{"w.bmp", "BMP", 0}, Case{"w.jpg", "JPEG", 4},
+                          Case{"w.jpeg", "JPEG", 4}, Case{"w.xyz", "PNG", 0}}) {
         SCOPED_TRACE(c.name);
         const std::string path = folder.file(c.name);
         ASSERT_TRUE(saveImage(path, imagetest::flipped(topDown, w, h), w, h));
