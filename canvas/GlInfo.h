@@ -45,7 +45,10 @@ void testFramebufferSupport(const GlInfo& info, FramebufferCapability& capabilit
 void ensureFramebufferTested();
 
 // GL diagnostics ("Framebuffer complete." and the verdict above) go to
-// standard output in the window program; batch mode sets this so they go to
-// standard error and standard output carries only what the command prints.
+// standard output in the window program. Batch mode sets this: standard
+// output then carries only what the command prints, and only problems (an
+// incomplete framebuffer, no framebuffer objects) are said, on standard error,
+// so a refused file still gets one line there.
 extern bool gGlDiagnosticsToStderr;
-std::FILE* glDiagnosticsFile();
+// Where a diagnostic goes; null for a routine one in batch mode.
+std::FILE* glDiagnosticsFile(bool problem);

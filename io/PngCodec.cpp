@@ -82,6 +82,17 @@ DecodeStatus decodePng(Bytes data, const DecodeLimits& limits, RawPicture& out, 
         detail = "not a PNG stream";
         return DecodeStatus::Damaged;
     }
+    // The size is refused on the header (IHDR comes first), before libpng reads further chunks.
+    if (data.size() >= 24 && std::memcmp(data.data() + 12, "IHDR", 4) == 0) {
+        auto be32 = [&](size_t at) {
+            return uint32_t(data[at]) << 24 | uint32_t(data[at + 1]) << 16 | uint32_t(data[at + 2]) << 8 | data[at + 3];
+        };
+        const uint32_t width = be32(16), height = be32(20);
+        if (!limits.accepts(width, height)) {
+            detail = "PNG header claims " + std::to_string(width) + " x " + std::to_string(height);
+            return DecodeStatus::TooLarge;
+        }
+    }
     auto state = std::make_unique<PngReadState>();
     PngReadState& s = *state;
     s.data = data;
