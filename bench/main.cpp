@@ -10,6 +10,7 @@
 #include "bench/DabBench.h"
 #include "bench/FileBench.h"
 #include "bench/HistoryBench.h"
+#include "bench/ImageBench.h"
 
 int main(int argc, char** argv) {
     const bool quick = argc > 1 && std::strcmp(argv[1], "--quick") == 0;
@@ -40,6 +41,7 @@ int main(int argc, char** argv) {
         bench::resetPeakResident();
         bench::runLayeredFile(4096, 10);
     }
+    bench::runImageOpen(quick ? 1024 : 6000, quick ? 768 : 4000);
 
     return 0;
 }

@@ -96,8 +96,10 @@ void Framebuffer::createFramebufferObject(bool withDepth, bool withStencil) {
                                   GL_RENDERBUFFER, renderbufferId);
     const GLenum status = glCheckFramebufferStatus(GL_FRAMEBUFFER);
     complete = status == GL_FRAMEBUFFER_COMPLETE;
-    std::printf("%s\n", framebufferStatusText(status));
-    std::fflush(stdout);
+    if (std::FILE* diagnostics = glDiagnosticsFile(!complete)) {
+        std::fprintf(diagnostics, "%s\n", framebufferStatusText(status));
+        std::fflush(diagnostics);
+    }
     glBindFramebuffer(GL_FRAMEBUFFER, 0);
 }
 

@@ -8,6 +8,12 @@
 
 GlInfo gGlInfo;
 FramebufferCapability gFramebufferCapability;
+bool gGlDiagnosticsToStderr = false;
+
+std::FILE* glDiagnosticsFile(bool problem) {
+    if (!gGlDiagnosticsToStderr) return stdout;
+    return problem ? stderr : nullptr;
+}
 
 namespace {
 
@@ -43,7 +49,7 @@ bool GlInfo::hasExtension(const char* name) const {
 void testFramebufferSupport(const GlInfo& info, FramebufferCapability& capability, std::ostream& out) {
     if (info.hasExtension("GL_ARB_framebuffer_object")) {
         capability.framebufferSupported = true;
-        out << "Video card supports GL_ARB_framebuffer_object." << std::endl;
+        if (glDiagnosticsFile(false)) out << "Video card supports GL_ARB_framebuffer_object." << std::endl;
         GLint size = 0;
         glGetIntegerv(GL_MAX_RENDERBUFFER_SIZE, &size);
         capability.maxRenderbufferSize = size;
@@ -57,5 +63,5 @@ void testFramebufferSupport(const GlInfo& info, FramebufferCapability& capabilit
 void ensureFramebufferTested() {
     if (gFramebufferCapability.framebufferTested) return;
     if (!gGlInfo.loaded) gGlInfo = GlInfo::readFromCurrentContext();
-    testFramebufferSupport(gGlInfo, gFramebufferCapability, std::cout);
+    testFramebufferSupport(gGlInfo, gFramebufferCapability, gGlDiagnosticsToStderr ? std::cerr : std::cout);
 }

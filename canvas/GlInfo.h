@@ -2,6 +2,7 @@
 // What the GL driver says about itself, read once at start-up, and the
 // process-wide answer to "can we render into framebuffer objects?".
 #include <cstdint>
+#include <cstdio>
 #include <iosfwd>
 #include <string>
 #include <vector>
@@ -40,5 +41,14 @@ extern FramebufferCapability gFramebufferCapability;
 void testFramebufferSupport(const GlInfo& info, FramebufferCapability& capability, std::ostream& out);
 
 // Runs the test on gGlInfo (reading it from the current context if main has
-// not) with standard output, unless it has run already.
+// not) with the diagnostics stream, unless it has run already.
 void ensureFramebufferTested();
+
+// GL diagnostics ("Framebuffer complete." and the verdict above) go to
+// standard output in the window program. Batch mode sets this: standard
+// output then carries only what the command prints, and only problems (an
+// incomplete framebuffer, no framebuffer objects) are said, on standard error,
+// so a refused file still gets one line there.
+extern bool gGlDiagnosticsToStderr;
+// Where a diagnostic goes; null for a routine one in batch mode.
+std::FILE* glDiagnosticsFile(bool problem);

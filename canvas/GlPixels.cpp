@@ -35,25 +35,6 @@ std::vector<uint8_t> readTexture(GLuint textureId, int32_t width, int32_t height
     return pixels;
 }
 
-void premultiply(uint8_t* bytes, size_t length) {
-    for (size_t i = 0; i + 3 < length; i += 4) {
-        const float a = bytes[i + 3] / 255.0f;
-        for (size_t c = 0; c < 3; ++c) bytes[i + c] = static_cast<uint8_t>(static_cast<int>(bytes[i + c] * a));
-    }
-}
-
-void unpremultiply(uint8_t* bytes, size_t length) {
-    for (size_t i = 0; i + 3 < length; i += 4) {
-        const uint8_t alpha = bytes[i + 3];
-        if (alpha == 0) continue;
-        const float scale = 255.0f / alpha;
-        for (size_t c = 0; c < 3; ++c) {
-            const int value = static_cast<int>(bytes[i + c] * scale);
-            bytes[i + c] = static_cast<uint8_t>(value > 255 ? 255 : value);
-        }
-    }
-}
-
 void drawQuad(float x, float y, float width, float height) {
     glBegin(GL_QUADS);
     glTexCoord2f(0.0f, 0.0f);

@@ -8,19 +8,12 @@
 #include <vector>
 
 #include "core/PixelRegion.h"
+#include "io/Pixels.h" // premultiply, unpremultiply, row flips: GL-free
 
 // Reads level 0 of a GL_TEXTURE_2D as RGBA bytes (width * height * 4). When the
 // texture's real size differs from the given one, or the size is not positive,
 // says so on standard error and returns an empty block.
 std::vector<uint8_t> readTexture(GLuint textureId, int32_t width, int32_t height);
-
-// In place over `length` bytes of RGBA (a trailing partial pixel is left alone).
-// premultiply: r, g, b become int(value * (alpha / 255.0f)).
-void premultiply(uint8_t* bytes, size_t length);
-// unpremultiply: r, g, b become int(value * (255.0f / alpha)); pixels with alpha 0
-// are left as they are, and a colour above its alpha (not valid premultiplied
-// data) saturates at 255 instead of wrapping.
-void unpremultiply(uint8_t* bytes, size_t length);
 
 // Immediate-mode quad, corners counter-clockwise from (x, y), texture
 // coordinates (0,0) (1,0) (1,1) (0,1), z 0.

@@ -65,6 +65,7 @@ int printLayeredInfo(const std::string& path, const std::vector<uint8_t>& bytes,
 }
 
 bool setUpHeadlessGl(platform::HeadlessGlContext& context) {
+    gGlDiagnosticsToStderr = true; // standard output is the command's alone
     std::string error;
     if (!context.create(&error)) {
         std::fprintf(stderr, "kestrelwing: no OpenGL context without a window: %s\n", error.c_str());
@@ -117,8 +118,7 @@ int loadForRender(const std::string& path, bool replay) {
                            },
                            programImageLoadHooks(), nullptr};
     const ImageLoadResult result = loadImageAsCanvas(path, target);
-    // A refused decode has written its reason; a size refused here has not.
-    if (result == ImageLoadResult::TooLarge) return badInput(path, "image larger than this graphics card supports");
+    // The load has written its one line on why.
     if (result != ImageLoadResult::Loaded) return kBatchBadInput;
     return kBatchOk;
 }

@@ -12,8 +12,8 @@
 #include "io/ImageFormat.h"
 
 bool flatImageKeepsAlpha(const std::string& path) {
-    const std::string ext = upperExtension(path);
-    return ext != ".JPG" && ext != ".BMP";
+    const int format = saveFormatForPath(path);
+    return format != kSaveJpeg && format != kSaveBmp;
 }
 
 namespace {

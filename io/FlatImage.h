@@ -10,7 +10,7 @@
 class Canvas;
 class MultiLayeredImage;
 
-// ".JPG" and ".BMP" hold no alpha: their flat image is composed over black.
+// JPEG and BMP files hold no alpha: their flat image is composed over opaque black.
 bool flatImageKeepsAlpha(const std::string& path);
 
 // keepAlpha: one layer gives the current surface as it is; more are merged

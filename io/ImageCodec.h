@@ -15,9 +15,9 @@ class GlTexture;
 // Files above this many bytes are not read at all.
 constexpr size_t kMaxImageFileBytes = size_t{512} * 1024 * 1024;
 
-// The whole file into memory. Unreadable when it cannot be opened or read,
-// TooLarge above kMaxImageFileBytes.
-DecodeStatus readWholeFile(const std::string& path, std::vector<uint8_t>& bytes, std::string& detail);
+// The whole picture file into memory (through io::readWholeFile). Unreadable
+// when it is missing, a folder or cannot be read, TooLarge above kMaxImageFileBytes.
+DecodeStatus readImageFile(const std::string& path, std::vector<uint8_t>& bytes, std::string& detail);
 
 // Decodes bytes; `name` chooses the codec by its extension where the bytes
 // carry no signature. premultiplied false keeps straight alpha (textures
@@ -39,9 +39,11 @@ using WaitFunction = std::function<void(const std::function<bool()>& done)>;
 DecodedImage decodeImageOnWorker(const std::string& path, const DecodeLimits& limits, const WaitFunction& wait);
 
 // Writes straight-alpha RGBA (row 0 at the bottom) in the format of the
-// extension: ".JPG" JPEG at quality 100, ".BMP" BMP (no alpha), ".TIF"
-// TIFF, ".PNG" and every other extension PNG data. Takes the pixels and
-// frees them before it returns. False when the file could not be written.
+// extension (saveFormatForPath): JPEG at quality 100 with full-resolution
+// colour, BMP (no alpha), TIFF, and PNG data for ".png" and every other
+// extension. The file is written under a temporary name and renamed into
+// place. Takes the pixels and frees them before it returns. False when the
+// file could not be written.
 bool saveImage(const std::string& path, std::vector<uint8_t> pixels, int32_t width, int32_t height);
 
 // What the saving thread runs: un-premultiplies canvas-form pixels, then saveImage.

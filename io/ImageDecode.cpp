@@ -2,15 +2,16 @@
 #include <atomic>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
+#include <filesystem>
 #include <system_error>
 #include <thread>
 
-#include "canvas/GlPixels.h"
+#include "io/BinaryStream.h"
 #include "io/Codecs.h"
 #include "io/DdsFile.h"
 #include "io/ImageCodec.h"
 #include "io/ImageFormat.h"
+#include "io/Pixels.h"
 
 const char* decodeStatusText(DecodeStatus status) {
     switch (status) {
@@ -23,28 +24,23 @@ const char* decodeStatusText(DecodeStatus status) {
     return "?";
 }
 
-DecodeStatus readWholeFile(const std::string& path, std::vector<uint8_t>& bytes, std::string& detail) {
-    std::ifstream in(path, std::ios::binary | std::ios::ate);
-    if (!in) {
-        detail = "cannot open " + path;
+DecodeStatus readImageFile(const std::string& path, std::vector<uint8_t>& bytes, std::string& detail) {
+    std::error_code ec;
+    const std::filesystem::file_status status = std::filesystem::status(path, ec);
+    if (ec || !std::filesystem::exists(status)) {
+        detail = "no such file";
         return DecodeStatus::Unreadable;
     }
-    const std::streamoff size = in.tellg();
-    if (size < 0) {
-        detail = "cannot read " + path;
+    if (std::filesystem::is_directory(status)) {
+        detail = "a folder, not a picture file";
         return DecodeStatus::Unreadable;
     }
-    if (static_cast<uint64_t>(size) > kMaxImageFileBytes) {
-        detail = "file of " + std::to_string(size) + " bytes";
+    const uintmax_t size = std::filesystem::is_regular_file(status) ? std::filesystem::file_size(path, ec) : 0;
+    if (!ec && size > kMaxImageFileBytes) {
+        detail = "a file of " + std::to_string(size) + " bytes, more than a picture file may have";
         return DecodeStatus::TooLarge;
     }
-    bytes.resize(static_cast<size_t>(size));
-    in.seekg(0);
-    if (!in.read(reinterpret_cast<char*>(bytes.data()), size)) {
-        detail = "cannot read " + path;
-        bytes.clear();
-        return DecodeStatus::Unreadable;
-    }
+    if (!io::readWholeFile(path, bytes, detail, kMaxImageFileBytes)) return DecodeStatus::Unreadable;
     return DecodeStatus::Ok;
 }
 
@@ -79,19 +75,6 @@ DecodeStatus runDecoder(ImageKind kind, codec::Bytes data, const DecodeLimits& l
     return DecodeStatus::Unsupported;
 }
 
-// Library rows come top-down; the canvas counts from the bottom.
-void flipRowsInPlace(std::vector<uint8_t>& pixels, int32_t width, int32_t height) {
-    const size_t row = static_cast<size_t>(width) * 4;
-    std::vector<uint8_t> swap(row);
-    for (int32_t y = 0; y < height / 2; ++y) {
-        uint8_t* a = pixels.data() + static_cast<size_t>(y) * row;
-        uint8_t* b = pixels.data() + static_cast<size_t>(height - 1 - y) * row;
-        std::memcpy(swap.data(), a, row);
-        std::memcpy(a, b, row);
-        std::memcpy(b, swap.data(), row);
-    }
-}
-
 // Associated alpha from a file can hold colour above alpha; keep it valid.
 void clampToAlpha(std::vector<uint8_t>& pixels) {
     for (size_t i = 0; i + 3 < pixels.size(); i += 4)
@@ -119,6 +102,7 @@ DecodedImage decodeImageBytes(std::span<const uint8_t> bytes, const std::string&
     result.width = picture.width;
     result.height = picture.height;
     result.channels = picture.channels;
+    result.warning = std::move(picture.warning);
     result.pixels = std::move(picture.pixels);
     return result;
 }
@@ -126,7 +110,7 @@ DecodedImage decodeImageBytes(std::span<const uint8_t> bytes, const std::string&
 DecodedImage decodeImage(const std::string& path, const DecodeLimits& limits) {
     DecodedImage result;
     std::vector<uint8_t> bytes;
-    result.status = readWholeFile(path, bytes, result.detail);
+    result.status = readImageFile(path, bytes, result.detail);
     if (result.status != DecodeStatus::Ok) return result;
     return decodeImageBytes(bytes, path, limits, true);
 }

@@ -1,21 +1,32 @@
+#include <unistd.h>
+
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 
-#include "canvas/GlPixels.h"
 #include "io/Codecs.h"
 #include "io/ImageCodec.h"
 #include "io/ImageFormat.h"
+#include "io/Pixels.h"
 
 namespace {
-// The encoders take rows top-down; the canvas hands them bottom-up.
-std::vector<uint8_t> flippedRows(const std::vector<uint8_t>& pixels, int32_t width, int32_t height) {
-    const size_t row = static_cast<size_t>(width) * 4;
-    std::vector<uint8_t> out(pixels.size());
-    for (int32_t y = 0; y < height; ++y)
-        std::memcpy(out.data() + static_cast<size_t>(y) * row,
-                    pixels.data() + static_cast<size_t>(height - 1 - y) * row, row);
-    return out;
+
+bool encodeAs(int format, const std::string& path, const uint8_t* topDown, int32_t width, int32_t height) {
+    switch (format) {
+    // 4:4:4 at full quality: saturated edges keep their colour.
+    case kSaveJpeg: return codec::encodeJpeg(path, topDown, width, height, 100);
+    case kSaveBmp: return codec::encodeBmp(path, topDown, width, height);
+    case kSaveTiff: return codec::encodeTiff(path, topDown, width, height);
+    default: return codec::encodePng(path, topDown, width, height);
+    }
 }
+
+// A fresh name beside the target, so the rename stays on one file system.
+std::string temporaryNameFor(const std::string& path) {
+    static int counter = 0;
+    return path + ".part-" + std::to_string(getpid()) + "-" + std::to_string(++counter);
+}
+
 } // namespace
 
 bool saveImage(const std::string& path, std::vector<uint8_t> pixels, int32_t width, int32_t height) {
@@ -25,14 +36,23 @@ bool saveImage(const std::string& path, std::vector<uint8_t> pixels, int32_t wid
                      width, height);
         return false;
     }
-    std::vector<uint8_t> topDown = flippedRows(pixels, width, height);
+    // The encoders take rows top-down; the canvas hands them bottom-up. The
+    // block is ours, so it turns in place.
+    flipRowsInPlace(pixels, width, height);
+    // Written beside the target and renamed over it: a failed save leaves the old file whole.
+    const std::string temporary = temporaryNameFor(path);
+    bool written = encodeAs(saveFormatForPath(path), temporary, pixels.data(), width, height);
     pixels = {}; // the caller's block is freed here, as the contract says
-    switch (saveFormatForPath(path)) {
-    case kSaveJpeg: return codec::encodeJpeg(path, topDown.data(), width, height, 100);
-    case kSaveBmp: return codec::encodeBmp(path, topDown.data(), width, height);
-    case kSaveTiff: return codec::encodeTiff(path, topDown.data(), width, height);
-    default: return codec::encodePng(path, topDown.data(), width, height);
+    std::error_code ec;
+    if (written) {
+        std::filesystem::rename(temporary, path, ec);
+        if (ec) {
+            std::fprintf(stderr, "saveImage: %s: %s\n", path.c_str(), ec.message().c_str());
+            written = false;
+        }
     }
+    if (!written) std::filesystem::remove(temporary, ec);
+    return written;
 }
 
 bool saveCanvasImage(const std::string& path, std::vector<uint8_t> pixels, int32_t width, int32_t height) {

@@ -56,10 +56,13 @@ ImageKind kindForDecoding(const std::string& path, std::span<const uint8_t> byte
 
 int saveFormatForPath(const std::string& path) {
     const std::string ext = upperExtension(path);
-    if (ext == ".JPG") return kSaveJpeg;
-    if (ext == ".BMP") return kSaveBmp;
-    if (ext == ".TIF") return kSaveTiff;
-    return kSavePng;
+    // Every name the reader takes for a format selects that format for writing.
+    switch (kindFromExtension(path)) {
+    case ImageKind::Jpeg: return kSaveJpeg;
+    case ImageKind::Bmp: return kSaveBmp;
+    case ImageKind::Tiff: return kSaveTiff;
+    default: return kSavePng;
+    }
 }
 
 const char* imageKindName(ImageKind kind) {

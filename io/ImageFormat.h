@@ -23,8 +23,8 @@ ImageKind kindFromSignature(std::span<const uint8_t> bytes);
 // extension, so a PNG stream saved under ".tga" loads again; otherwise the extension.
 ImageKind kindForDecoding(const std::string& path, std::span<const uint8_t> bytes);
 
-// The format number a save uses: ".JPG" 3, ".PNG" 4, ".BMP" 1, ".TIF" 6, and
-// 4 (PNG data) for every other extension.
+// The format number a save uses: ".JPG"/".JPEG" 3, ".PNG" 4, ".BMP" 1,
+// ".TIF"/".TIFF" 6 (any case), and 4 (PNG data) for every other extension.
 int saveFormatForPath(const std::string& path);
 constexpr int kSaveBmp = 1;
 constexpr int kSaveJpeg = 3;

@@ -78,37 +78,35 @@ ImageLoadResult tooLarge(ImageLoadTarget& t, int32_t width, int32_t height) {
     return ImageLoadResult::TooLarge;
 }
 
-ImageLoadResult loadDds(const std::string& path, ImageLoadTarget& t) {
-    GlTexture texture;
-    int32_t width = 0, height = 0, channels = 0;
-    if (!loadTexture(path, texture, width, height, channels)) return ImageLoadResult::Failed;
-    if (!checkCanvasSize(width, height, t.capability, t.app)) return ImageLoadResult::TooLarge;
-    remakeCanvas(t, width, height);
-    t.canvas.loadSurface(texture.id(), false);
-    finishLoad(t);
-    return ImageLoadResult::Loaded;
-}
-
 } // namespace
 
 ImageLoadResult loadImageAsCanvas(const std::string& path, ImageLoadTarget& t) {
     BusyScope busy(t.app);
-    if (kindFromExtension(path) == ImageKind::Dds) return loadDds(path, t);
+    // Every format, DDS included, takes the one CPU path into canvas form, so
+    // straight-alpha textures are premultiplied like every other picture.
     const DecodeLimits limits = canvasDecodeLimits(t.capability);
     DecodedImage image = decodeImageOnWorker(path, limits, t.wait);
+    // One line on standard error says why a picture was refused, or what was wrong with one that loaded.
     if (image.status == DecodeStatus::TooLarge) {
-        std::fprintf(stderr, "image %s: %s\n", path.c_str(), image.detail.c_str());
+        std::fprintf(stderr, "%s: %s; the largest picture opened here is %d x %d\n", path.c_str(),
+                     image.detail.c_str(), limits.maxWidth, limits.maxHeight);
         return tooLarge(t, limits.maxWidth + 1, limits.maxHeight + 1);
     }
     if (!image.ok()) {
-        std::fprintf(stderr, "image %s: %s (%s)\n", path.c_str(), decodeStatusText(image.status),
-                     image.detail.c_str());
+        std::fprintf(stderr, "%s: %s\n", path.c_str(),
+                     image.detail.empty() ? decodeStatusText(image.status) : image.detail.c_str());
         return ImageLoadResult::Failed;
     }
-    if (!checkCanvasSize(image.width, image.height, t.capability, t.app)) return ImageLoadResult::TooLarge;
+    if (!image.warning.empty()) std::fprintf(stderr, "%s: %s\n", path.c_str(), image.warning.c_str());
+    if (!checkCanvasSize(image.width, image.height, t.capability, t.app)) {
+        std::fprintf(stderr, "%s: a picture of %d x %d is larger than this graphics card takes\n", path.c_str(),
+                     image.width, image.height);
+        return ImageLoadResult::TooLarge;
+    }
     remakeCanvas(t, image.width, image.height);
     // Drawn 1:1 with nearest filters, so the surface gets the bytes exactly.
     GlTexture upload = GlTexture::createRgba(image.width, image.height, image.pixels.data());
+    image.pixels = {}; // the card holds them now
     t.canvas.loadSurface(upload.id(), true);
     finishLoad(t);
     return ImageLoadResult::Loaded;

@@ -35,7 +35,8 @@ struct DecodedImage {
     int32_t width = 0, height = 0;
     int32_t channels = 0;
     std::vector<uint8_t> pixels;
-    std::string detail; // the decoder's own words on a failure, for standard error
+    std::string detail;  // the decoder's own words on a failure, for standard error
+    std::string warning; // set when the picture loaded from data the decoder found damaged
 
     bool ok() const { return status == DecodeStatus::Ok; }
 };
@@ -47,4 +48,5 @@ struct RawPicture {
     int32_t channels = 0;
     bool premultiplied = false; // some libraries hand out associated alpha
     std::vector<uint8_t> pixels;
+    std::string warning; // damage the decoder worked around (the picture may look wrong)
 };

@@ -2,12 +2,14 @@
 // instead of ending the process, and that keeps warnings to itself.
 #include <csetjmp>
 #include <cstdio>
+#include <cstring>
 #include <memory>
 
 #include <jpeglib.h>
 #include <jerror.h>
 
 #include "io/Codecs.h"
+#include "io/Pixels.h"
 
 namespace codec {
 namespace {
@@ -17,6 +19,7 @@ struct JpegErrors {
     std::jmp_buf jump;
     bool truncated = false;
     char message[JMSG_LENGTH_MAX] = {};
+    char warning[JMSG_LENGTH_MAX] = {}; // the first complaint about the data
 };
 
 [[noreturn]] void onJpegError(j_common_ptr info) {
@@ -25,10 +28,46 @@ struct JpegErrors {
     std::longjmp(errors->jump, 1);
 }
 
-// Warnings are kept quiet; running out of data counts as damage, since the
-// library would otherwise pad the picture with grey and call it done.
+// Warnings are kept, not printed: the first one tells the caller that the
+// picture came from damaged data. Running out of data counts as damage,
+// since the library would otherwise pad the picture with grey and call it done.
 void onJpegMessage(j_common_ptr info, int level) {
-    if (level < 0 && info->err->msg_code == JWRN_JPEG_EOF) reinterpret_cast<JpegErrors*>(info->err)->truncated = true;
+    if (level >= 0) return; // trace messages
+    auto* errors = reinterpret_cast<JpegErrors*>(info->err);
+    if (info->err->msg_code == JWRN_JPEG_EOF) errors->truncated = true;
+    if (errors->warning[0] == 0) info->err->format_message(info, errors->warning);
+}
+
+// The orientation of an EXIF block (APP1 "Exif\0\0", then a TIFF header and
+// its first directory); 1 when there is none or it cannot be read.
+int exifOrientation(const jpeg_decompress_struct& info) {
+    for (jpeg_saved_marker_ptr m = info.marker_list; m; m = m->next) {
+        if (m->marker != JPEG_APP0 + 1 || m->data_length < 14 || std::memcmp(m->data, "Exif\0\0", 6) != 0) continue;
+        const uint8_t* t = m->data + 6;
+        const size_t size = m->data_length - 6;
+        const bool little = t[0] == 'I' && t[1] == 'I';
+        if (!little && !(t[0] == 'M' && t[1] == 'M')) return 1;
+        auto u16 = [&](size_t at) { return little ? t[at] | t[at + 1] << 8 : t[at] << 8 | t[at + 1]; };
+        auto u32 = [&](size_t at) {
+            return little ? uint32_t(t[at]) | uint32_t(t[at + 1]) << 8 | uint32_t(t[at + 2]) << 16 |
+                                uint32_t(t[at + 3]) << 24
+                          : uint32_t(t[at]) << 24 | uint32_t(t[at + 1]) << 16 | uint32_t(t[at + 2]) << 8 |
+                                uint32_t(t[at + 3]);
+        };
+        const uint32_t directory = u32(4);
+        if (directory > size - 2 || directory < 8) return 1;
+        const size_t entries = static_cast<size_t>(u16(directory));
+        for (size_t i = 0; i < entries; ++i) {
+            const size_t at = directory + 2 + i * 12;
+            if (at + 12 > size) break;
+            if (u16(at) == 0x0112 && u16(at + 2) == 3) {
+                const int value = u16(at + 8);
+                return value >= 1 && value <= 8 ? value : 1;
+            }
+        }
+        return 1;
+    }
+    return 1;
 }
 
 void installErrors(JpegErrors& errors, jpeg_error_mgr*& slot) {
@@ -99,6 +138,7 @@ DecodeStatus decodeJpeg(Bytes data, const DecodeLimits& limits, RawPicture& out,
     }
     jpeg_create_decompress(&s.info);
     jpeg_mem_src(&s.info, data.data(), static_cast<unsigned long>(data.size()));
+    jpeg_save_markers(&s.info, JPEG_APP0 + 1, 0xffff);
     jpeg_read_header(&s.info, TRUE);
     if (!limits.accepts(s.info.image_width, s.info.image_height)) {
         detail = "JPEG header claims " + std::to_string(s.info.image_width) + " x " +
@@ -114,12 +154,17 @@ DecodeStatus decodeJpeg(Bytes data, const DecodeLimits& limits, RawPicture& out,
     out.height = static_cast<int32_t>(s.info.image_height);
     out.channels = 3;
     out.premultiplied = false;
+    const int orientation = exifOrientation(s.info);
     const DecodeStatus status = readScanlines(s, out);
     if (status != DecodeStatus::Ok) {
         detail = "JPEG data ends early";
         out.pixels.clear();
     }
+    if (status == DecodeStatus::Ok && s.errors.warning[0] != 0)
+        out.warning = std::string("damaged JPEG data, the picture may look wrong: ") + s.errors.warning;
     jpeg_destroy_decompress(&s.info);
+    // Phones store the sensor's rows and say in EXIF how to turn them.
+    if (status == DecodeStatus::Ok) orientRgba(out.pixels, out.width, out.height, orientation);
     return status;
 }
 
@@ -152,6 +197,11 @@ bool encodeJpeg(const std::string& path, const uint8_t* rgba, int32_t width, int
     s.info.in_color_space = JCS_RGB;
     jpeg_set_defaults(&s.info);
     jpeg_set_quality(&s.info, quality, TRUE);
+    // Colour at full resolution (4:4:4): halved chroma smears saturated edges.
+    for (int c = 0; c < s.info.num_components; ++c) {
+        s.info.comp_info[c].h_samp_factor = 1;
+        s.info.comp_info[c].v_samp_factor = 1;
+    }
     jpeg_start_compress(&s.info, TRUE);
     s.row.resize(static_cast<size_t>(width) * 3);
     while (s.info.next_scanline < s.info.image_height) {

@@ -20,6 +20,7 @@ uint32_t le32(Bytes d, size_t at) {
 struct Layout {
     DecodeStatus status = DecodeStatus::Ok;
     int64_t width = 0, height = 0;
+    bool runLength = false; // RLE8 or RLE4: read here, stb does not
 };
 
 Layout checkBmp(Bytes d, const DecodeLimits& limits, std::string& detail) {
@@ -50,8 +51,20 @@ Layout checkBmp(Bytes d, const DecodeLimits& limits, std::string& detail) {
         detail = "BMP of " + std::to_string(bits) + " bits a pixel";
         return {DecodeStatus::Damaged};
     }
-    // Uncompressed and bit-field files have a known size; stb refuses the rest.
-    if (compression == 0 || compression == 3) {
+    if ((compression == 1 && bits == 8) || (compression == 2 && bits == 4)) {
+        if (headerSize < 40 || static_cast<int32_t>(le32(d, 22)) < 0) {
+            detail = "BMP runs must count rows from the bottom";
+            return {DecodeStatus::Damaged};
+        }
+        l.runLength = true;
+        return l;
+    }
+    if (compression != 0 && compression != 3) {
+        detail = "BMP compression " + std::to_string(compression) + " is not supported";
+        return {DecodeStatus::Unsupported};
+    }
+    // Uncompressed and bit-field files have a known size.
+    {
         const int64_t stride = (l.width * bits + 31) / 32 * 4;
         if (static_cast<int64_t>(offset) + stride * l.height > static_cast<int64_t>(d.size())) {
             detail = "BMP pixel data ends early";
@@ -103,6 +116,72 @@ Layout checkTga(Bytes d, const DecodeLimits& limits, std::string& detail) {
     return l;
 }
 
+// RLE8 and RLE4 palette files, which stb_image does not read. Rows are
+// bottom-up; pixels a run skips (delta or an early end of line) take the
+// first palette entry.
+DecodeStatus decodeBmpRuns(Bytes d, const Layout& l, RawPicture& out, std::string& detail) {
+    const uint32_t offset = le32(d, 10), headerSize = le32(d, 14), bits = le16(d, 28);
+    uint32_t colours = d.size() >= 50 ? le32(d, 46) : 0;
+    if (colours == 0 || colours > (1u << bits)) colours = 1u << bits;
+    const size_t paletteAt = 14 + static_cast<size_t>(headerSize);
+    if (paletteAt + colours * 4 > d.size() || offset > d.size()) {
+        detail = "BMP palette or pixel data ends early";
+        return DecodeStatus::Damaged;
+    }
+    uint8_t palette[256][4] = {};
+    for (auto& entry : palette) entry[3] = 255; // an index past the palette is opaque black
+    for (uint32_t i = 0; i < colours; ++i) {
+        const uint8_t* p = &d[paletteAt + i * 4];
+        palette[i][0] = p[2], palette[i][1] = p[1], palette[i][2] = p[0], palette[i][3] = 255;
+    }
+    const size_t w = static_cast<size_t>(l.width), h = static_cast<size_t>(l.height);
+    out.width = static_cast<int32_t>(w);
+    out.height = static_cast<int32_t>(h);
+    out.channels = 3;
+    out.premultiplied = false;
+    out.pixels.resize(w * h * 4);
+    for (size_t i = 0; i < w * h; ++i) std::memcpy(&out.pixels[i * 4], palette[0], 4);
+    size_t x = 0, row = 0; // row counts from the bottom
+    auto put = [&](uint32_t index) {
+        if (x < w && row < h) std::memcpy(&out.pixels[((h - 1 - row) * w + x) * 4], palette[index & 0xff], 4);
+        ++x;
+    };
+    size_t at = offset;
+    const bool four = bits == 4;
+    while (row < h) {
+        if (at + 2 > d.size()) {
+            detail = "BMP runs end early";
+            out.pixels.clear();
+            return DecodeStatus::Damaged;
+        }
+        const uint32_t count = d[at], value = d[at + 1];
+        at += 2;
+        if (count > 0) { // a run of one index (RLE4: two alternating)
+            for (uint32_t i = 0; i < count; ++i) put(four ? (i % 2 ? value & 15 : value >> 4) : value);
+        } else if (value == 0) { // end of line
+            x = 0;
+            ++row;
+        } else if (value == 1) { // end of picture
+            break;
+        } else if (value == 2) { // move right and up
+            if (at + 2 > d.size()) continue; // the end check above reports it
+            x += d[at];
+            row += d[at + 1];
+            at += 2;
+        } else { // `value` indices as they are, padded to a whole 16-bit word
+            const size_t bytes = four ? (value + 1) / 2 : value;
+            if (at + bytes > d.size()) {
+                detail = "BMP runs end early";
+                out.pixels.clear();
+                return DecodeStatus::Damaged;
+            }
+            for (uint32_t i = 0; i < value; ++i) put(four ? (i % 2 ? d[at + i / 2] & 15 : d[at + i / 2] >> 4) : d[at + i]);
+            at += bytes + (bytes & 1);
+        }
+    }
+    return DecodeStatus::Ok;
+}
+
 DecodeStatus loadWithStb(Bytes data, const Layout& layout, RawPicture& out, std::string& detail) {
     if (data.size() > static_cast<size_t>(INT32_MAX)) return DecodeStatus::TooLarge;
     int width = 0, height = 0, channels = 0;
@@ -132,6 +211,7 @@ DecodeStatus loadWithStb(Bytes data, const Layout& layout, RawPicture& out, std:
 DecodeStatus decodeBmp(Bytes data, const DecodeLimits& limits, RawPicture& out, std::string& detail) {
     const Layout layout = checkBmp(data, limits, detail);
     if (layout.status != DecodeStatus::Ok) return layout.status;
+    if (layout.runLength) return decodeBmpRuns(data, layout, out, detail);
     return loadWithStb(data, layout, out, detail);
 }
 

@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "canvas/GlPixels.h"
+#include "io/Pixels.h"
 #include "io/DdsFile.h"
 #include "io/ImageCodec.h"
 #include "io/ImageFormat.h"
@@ -14,15 +15,6 @@ namespace {
 void setFilters(GLint filter) {
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, filter);
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, filter);
-}
-
-// Rows of an RGBA level from top-down to bottom-up.
-void flipRgbaRows(std::vector<uint8_t>& pixels, int32_t width, int32_t height) {
-    const size_t row = static_cast<size_t>(width) * 4;
-    for (int32_t y = 0; y < height / 2; ++y)
-        std::swap_ranges(pixels.begin() + static_cast<std::ptrdiff_t>(y * row),
-                         pixels.begin() + static_cast<std::ptrdiff_t>((y + 1) * row),
-                         pixels.begin() + static_cast<std::ptrdiff_t>((height - 1 - y) * row));
 }
 
 GLenum compressedFormat(const DdsFile& dds) {
@@ -35,27 +27,32 @@ GLenum compressedFormat(const DdsFile& dds) {
     return 0;
 }
 
-// Uploads the levels that can be turned bottom-up exactly; returns the last one.
+// DXT blocks turn bottom-up exactly only when the rows fill whole blocks (or
+// fewer than one block); other heights go to the card decoded.
+bool keepsBlocks(const DdsFile& dds) {
+    return dds.format != DdsFormat::Uncompressed && (dds.height % 4 == 0 || dds.height < 4);
+}
+
+// Uploads every level bottom-up; returns the last one uploaded.
 int uploadDdsLevels(std::span<const uint8_t> bytes, const DdsFile& dds) {
+    const bool blocks = keepsBlocks(dds);
     int last = -1;
     for (size_t i = 0; i < dds.levels.size(); ++i) {
         const DdsLevel& level = dds.levels[i];
         const GLint index = static_cast<GLint>(i);
-        if (dds.format == DdsFormat::Uncompressed) {
+        if (!blocks) {
             std::vector<uint8_t> rgba = ddsLevelToRgba(bytes, dds, i);
-            flipRgbaRows(rgba, level.width, level.height);
+            flipRowsInPlace(rgba, level.width, level.height);
             glTexImage2D(GL_TEXTURE_2D, index, dds.hasAlpha ? GL_RGBA8 : GL_RGB8, level.width, level.height, 0,
                          GL_RGBA, GL_UNSIGNED_BYTE, rgba.data());
         } else {
-            std::vector<uint8_t> blocks(bytes.begin() + static_cast<std::ptrdiff_t>(level.offset),
-                                        bytes.begin() + static_cast<std::ptrdiff_t>(level.offset + level.size));
-            if (!flipDxtLevel(blocks.data(), level.width, level.height, dds.format)) {
-                if (i > 0) break; // smaller levels are not drawn with linear filters anyway
-                std::fprintf(stderr, "DDS: %d rows cannot be turned in blocks; the picture stays top-down\n",
-                             level.height);
-            }
+            std::vector<uint8_t> copy(bytes.begin() + static_cast<std::ptrdiff_t>(level.offset),
+                                      bytes.begin() + static_cast<std::ptrdiff_t>(level.offset + level.size));
+            // A small level of an odd height (e.g. 3 rows of a 12-row picture)
+            // cannot turn; the levels above it are enough for linear filters.
+            if (!flipDxtLevel(copy.data(), level.width, level.height, dds.format)) break;
             glCompressedTexImage2D(GL_TEXTURE_2D, index, compressedFormat(dds), level.width, level.height, 0,
-                                   static_cast<GLsizei>(level.size), blocks.data());
+                                   static_cast<GLsizei>(level.size), copy.data());
         }
         last = index;
     }
@@ -67,9 +64,9 @@ bool loadDdsTexture(const std::string& path, GlTexture& texture, int32_t& width,
     std::vector<uint8_t> bytes;
     std::string detail;
     DdsFile dds;
-    DecodeStatus status = readWholeFile(path, bytes, detail);
+    DecodeStatus status = readImageFile(path, bytes, detail);
     if (status == DecodeStatus::Ok) status = parseDds(bytes, DecodeLimits{}, dds, detail);
-    if (status == DecodeStatus::Ok && dds.format != DdsFormat::Uncompressed && !GLEW_EXT_texture_compression_s3tc) {
+    if (status == DecodeStatus::Ok && keepsBlocks(dds) && !GLEW_EXT_texture_compression_s3tc) {
         status = DecodeStatus::Unsupported;
         detail = "the GL driver lacks S3TC";
     }
@@ -119,7 +116,7 @@ GLuint uploadRgba(const DecodedImage& image, GLint internalFormat, GLint filter)
 DecodedImage decodeStraight(const std::string& path) {
     DecodedImage image;
     std::vector<uint8_t> bytes;
-    image.status = readWholeFile(path, bytes, image.detail);
+    image.status = readImageFile(path, bytes, image.detail);
     if (image.status == DecodeStatus::Ok) image = decodeImageBytes(bytes, path, DecodeLimits{}, false);
     if (!image.ok())
         std::fprintf(stderr, "image %s: %s (%s)\n", path.c_str(), decodeStatusText(image.status),

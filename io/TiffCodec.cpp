@@ -3,12 +3,14 @@
 #include <tiffio.h>
 
 #include <algorithm>
+#include <bit>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
 #include <memory>
 
 #include "io/Codecs.h"
+#include "io/Pixels.h"
 
 namespace codec {
 namespace {
@@ -100,24 +102,50 @@ bool readPlainRgb(TIFF* tif, uint16_t samples, bool associated, RawPicture& out)
         }
     }
     out.premultiplied = associated;
+    // The RGBA interface below turns the rows itself; here it is ours to do.
+    uint16_t orientation = ORIENTATION_TOPLEFT;
+    TIFFGetFieldDefaulted(tif, TIFFTAG_ORIENTATION, &orientation);
+    orientRgba(out.pixels, out.width, out.height, orientation);
     return true;
 }
 
 // Everything else (palette, grey, 16 bits, tiles, YCbCr...) through the RGBA
 // interface, which hands out associated alpha.
+// The raster is read straight into the picture's block: libtiff packs a
+// pixel as R | G << 8 | B << 16 | A << 24, which is RGBA in memory on a
+// little-endian machine; a big-endian one swaps the bytes afterwards.
 bool readAnyRgba(TIFF* tif, RawPicture& out) {
-    std::vector<uint32_t> raster(static_cast<size_t>(out.width) * static_cast<size_t>(out.height));
-    if (!TIFFReadRGBAImageOriented(tif, static_cast<uint32_t>(out.width), static_cast<uint32_t>(out.height),
-                                   raster.data(), ORIENTATION_TOPLEFT, 0))
+    static_assert(sizeof(uint32_t) == 4);
+    auto* raster = reinterpret_cast<uint32_t*>(out.pixels.data());
+    if (!TIFFReadRGBAImageOriented(tif, static_cast<uint32_t>(out.width), static_cast<uint32_t>(out.height), raster,
+                                   ORIENTATION_TOPLEFT, 0))
         return false;
-    for (size_t i = 0; i < raster.size(); ++i) {
-        out.pixels[i * 4] = static_cast<uint8_t>(TIFFGetR(raster[i]));
-        out.pixels[i * 4 + 1] = static_cast<uint8_t>(TIFFGetG(raster[i]));
-        out.pixels[i * 4 + 2] = static_cast<uint8_t>(TIFFGetB(raster[i]));
-        out.pixels[i * 4 + 3] = static_cast<uint8_t>(TIFFGetA(raster[i]));
+    if constexpr (std::endian::native == std::endian::big) {
+        for (size_t i = 0; i + 3 < out.pixels.size(); i += 4) {
+            std::swap(out.pixels[i], out.pixels[i + 3]);
+            std::swap(out.pixels[i + 1], out.pixels[i + 2]);
+        }
     }
     out.premultiplied = true;
     return true;
+}
+
+// A valid file the RGBA interface cannot show (floating-point samples, odd
+// bit depths): not damage, just not supported.
+bool rgbaInterfaceRefuses(TIFF* tif, std::string& detail) {
+    uint16_t sampleFormat = SAMPLEFORMAT_UINT, bits = 8;
+    TIFFGetFieldDefaulted(tif, TIFFTAG_SAMPLEFORMAT, &sampleFormat);
+    TIFFGetFieldDefaulted(tif, TIFFTAG_BITSPERSAMPLE, &bits);
+    if (sampleFormat == SAMPLEFORMAT_IEEEFP) {
+        detail = "TIFF of " + std::to_string(bits) + "-bit floating-point samples is not supported";
+        return true;
+    }
+    char reason[1024] = {};
+    if (!TIFFRGBAImageOK(tif, reason)) {
+        detail = std::string("TIFF not supported: ") + reason;
+        return true;
+    }
+    return false;
 }
 
 } // namespace
@@ -143,13 +171,14 @@ DecodeStatus decodeTiff(Bytes data, const DecodeLimits& limits, RawPicture& out,
         detail = "TIFF header claims " + std::to_string(width) + " x " + std::to_string(height);
         return DecodeStatus::TooLarge;
     }
+    const bool plain = isPlainRgb(tif.get(), samples);
+    if (!plain && rgbaInterfaceRefuses(tif.get(), detail)) return DecodeStatus::Unsupported;
     out.width = static_cast<int32_t>(width);
     out.height = static_cast<int32_t>(height);
     out.channels = extraCount > 0 ? 4 : 3;
     out.pixels.assign(static_cast<size_t>(width) * height * 4, 0);
     const bool associated = extraCount > 0 && extraTypes && extraTypes[0] == EXTRASAMPLE_ASSOCALPHA;
-    const bool read = isPlainRgb(tif.get(), samples) ? readPlainRgb(tif.get(), samples, associated, out)
-                                                     : readAnyRgba(tif.get(), out);
+    const bool read = plain ? readPlainRgb(tif.get(), samples, associated, out) : readAnyRgba(tif.get(), out);
     if (!read || !file.firstError.empty()) {
         detail = file.firstError.empty() ? "TIFF strips unreadable" : file.firstError;
         out.pixels.clear();

@@ -1,4 +1,4 @@
-// Pixel helpers: premultiplication arithmetic, texture read-back, the quad
+// Pixel helpers on the card: texture read-back, the quad
 // and projection helpers, and the texture owner.
 #include <GL/glew.h>
 
@@ -9,72 +9,6 @@
 #include "canvas/Framebuffer.h"
 #include "canvas/GlPixels.h"
 #include "support/GlTestContext.h"
-
-namespace {
-
-std::vector<uint8_t> premultiplied(std::vector<uint8_t> bytes) {
-    premultiply(bytes.data(), bytes.size());
-    return bytes;
-}
-
-std::vector<uint8_t> unpremultiplied(std::vector<uint8_t> bytes) {
-    unpremultiply(bytes.data(), bytes.size());
-    return bytes;
-}
-
-} // namespace
-
-TEST(Premultiply, EdgeAlphas) {
-    // alpha 0 clears the colour, alpha 255 keeps it.
-    EXPECT_EQ(premultiplied({200, 100, 1, 0}), (std::vector<uint8_t>{0, 0, 0, 0}));
-    EXPECT_EQ(premultiplied({255, 128, 7, 255}), (std::vector<uint8_t>{255, 128, 7, 255}));
-    // alpha 1: only a full channel survives, as 1.
-    EXPECT_EQ(premultiplied({255, 254, 128, 1}), (std::vector<uint8_t>{1, 0, 0, 1}));
-    // alpha 128: 255 * 128/255 lands on 128; 100 * 0.50196 = 50.196 -> 50; 3 -> 1.
-    EXPECT_EQ(premultiplied({255, 100, 3, 128}), (std::vector<uint8_t>{128, 50, 1, 128}));
-}
-
-TEST(Premultiply, TruncatesAndNeverExceedsAlpha) {
-    for (int a = 0; a < 256; ++a)
-        for (int v = 0; v < 256; v += 5) {
-            auto p = premultiplied({static_cast<uint8_t>(v), 0, 0, static_cast<uint8_t>(a)});
-            const double exact = v * a / 255.0;
-            ASSERT_LE(p[0], a);
-            ASSERT_LE(p[0], exact + 1e-3) << v << " " << a; // truncation, never rounding up
-            ASSERT_GT(p[0] + 1.0, exact - 1e-3) << v << " " << a;
-            ASSERT_EQ(p[3], a);
-        }
-}
-
-TEST(Unpremultiply, EdgeAlphas) {
-    // alpha 0 is left alone: no division.
-    EXPECT_EQ(unpremultiplied({0, 0, 0, 0}), (std::vector<uint8_t>{0, 0, 0, 0}));
-    EXPECT_EQ(unpremultiplied({9, 8, 7, 0}), (std::vector<uint8_t>{9, 8, 7, 0}));
-    EXPECT_EQ(unpremultiplied({255, 10, 0, 255}), (std::vector<uint8_t>{255, 10, 0, 255}));
-    EXPECT_EQ(unpremultiplied({1, 0, 1, 1}), (std::vector<uint8_t>{255, 0, 255, 1}));
-    // alpha 128: scale 1.9921875; 64 -> 127.5 -> 127; 128 -> 255; 1 -> 1.99 -> 1.
-    EXPECT_EQ(unpremultiplied({64, 128, 1, 128}), (std::vector<uint8_t>{127, 255, 1, 128}));
-    // A colour above its alpha is not valid input: it saturates instead of wrapping.
-    EXPECT_EQ(unpremultiplied({200, 0, 0, 100}), (std::vector<uint8_t>{255, 0, 0, 100}));
-}
-
-TEST(Unpremultiply, UndoesPremultiplyWithinTheLostPrecision) {
-    for (int a = 1; a < 256; ++a)
-        for (int v = 0; v < 256; v += 3) {
-            auto p = unpremultiplied(premultiplied({static_cast<uint8_t>(v), 0, 0, static_cast<uint8_t>(a)}));
-            // Premultiplying loses up to one step at alpha a, i.e. 255 / a steps of colour.
-            ASSERT_LE(p[0], v) << v << " " << a;
-            ASSERT_GE(p[0] + 255.0 / a + 1.0, v) << v << " " << a;
-        }
-}
-
-TEST(Premultiply, LeavesATrailingPartialPixelAlone) {
-    std::vector<uint8_t> bytes{100, 100, 100, 0, 50, 60, 70};
-    premultiply(bytes.data(), bytes.size());
-    EXPECT_EQ(bytes, (std::vector<uint8_t>{0, 0, 0, 0, 50, 60, 70}));
-    unpremultiply(bytes.data(), 3);
-    EXPECT_EQ(bytes, (std::vector<uint8_t>{0, 0, 0, 0, 50, 60, 70}));
-}
 
 TEST(DrawFilters, MagnificationSwitchesAtZoomFive) {
     EXPECT_EQ(magnificationFilterForZoom(5.0f), GL_NEAREST);

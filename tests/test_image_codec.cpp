@@ -2,6 +2,7 @@
 // premultiplied alpha at the edges, row order, files built byte by byte.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstdlib>
 #include <thread>
 
@@ -141,12 +142,17 @@ TEST(ImageSave, FormatFollowsTheExtension) {
     const std::vector<std::pair<std::string, ImageKind>> cases = {
         {"f.jpg", ImageKind::Jpeg}, {"f.JPG", ImageKind::Jpeg}, {"f.png", ImageKind::Png},
         {"f.tif", ImageKind::Tiff}, {"f.bmp", ImageKind::Bmp},  {"f.tga", ImageKind::Png},
-        {"f.jpeg", ImageKind::Png}, {"f.xyz", ImageKind::Png},  {"noextension", ImageKind::Png}};
+        {"f.jpeg", ImageKind::Jpeg}, {"f.JPEG", ImageKind::Jpeg}, {"f.tiff", ImageKind::Tiff},
+        {"f.Tiff", ImageKind::Tiff}, {"f.xyz", ImageKind::Png},  {"noextension", ImageKind::Png}};
     for (const auto& [name, kind] : cases) {
         const std::string path = folder.file(name);
         ASSERT_TRUE(saveImage(path, straightPattern(), 4, 3)) << name;
         EXPECT_EQ(kindFromSignature(readBytes(path)), kind) << name;
     }
+    // Written under a temporary name and renamed: nothing else is left behind.
+    size_t files = 0;
+    for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator(folder.file(""))) ++files;
+    EXPECT_EQ(files, cases.size());
 }
 
 TEST(ImageSave, RefusesAPixelBlockOfTheWrongSize) {
@@ -247,4 +253,63 @@ TEST(ImageDecode, WorkerThreadDecodesWhileTheCallerWaits) {
     const DecodedImage missing = decodeImageOnWorker(folder.file("none.png"), DecodeLimits{},
                                                      [](const std::function<bool()>& done) { while (!done()) {} });
     EXPECT_EQ(missing.status, DecodeStatus::Unreadable);
+}
+
+namespace {
+
+// A palette BMP with run-length rows, built byte by byte: `bits` 8 (RLE8) or 4 (RLE4).
+std::vector<uint8_t> runLengthBmp(int width, int height, int bits, const std::vector<std::array<uint8_t, 3>>& rgb,
+                                  const std::vector<uint8_t>& runs) {
+    std::vector<uint8_t> b;
+    auto put16 = [&](uint32_t v) { b.push_back(v & 255), b.push_back(v >> 8 & 255); };
+    auto put32 = [&](uint32_t v) { put16(v & 0xffff), put16(v >> 16); };
+    const uint32_t offset = 14 + 40 + static_cast<uint32_t>(rgb.size()) * 4;
+    b.push_back('B'), b.push_back('M');
+    put32(offset + static_cast<uint32_t>(runs.size())), put32(0), put32(offset);
+    put32(40), put32(static_cast<uint32_t>(width)), put32(static_cast<uint32_t>(height)), put16(1),
+        put16(static_cast<uint32_t>(bits));
+    put32(bits == 8 ? 1 : 2), put32(static_cast<uint32_t>(runs.size())), put32(2835), put32(2835);
+    put32(static_cast<uint32_t>(rgb.size())), put32(0);
+    for (const auto& c : rgb) b.push_back(c[2]), b.push_back(c[1]), b.push_back(c[0]), b.push_back(0);
+    b.insert(b.end(), runs.begin(), runs.end());
+    return b;
+}
+
+// The canvas-form pixel (x, y counted from the bottom), opaque colours only.
+std::array<uint8_t, 3> rgbAt(const DecodedImage& image, int x, int y) {
+    const uint8_t* p = &image.pixels[(static_cast<size_t>(y) * image.width + x) * 4];
+    return {p[0], p[1], p[2]};
+}
+
+} // namespace
+
+TEST(ImageDecode, RunLengthPaletteBmpsLoad) {
+    const std::array<uint8_t, 3> black{0, 0, 0}, red{255, 0, 0}, blue{0, 0, 255}, green{0, 255, 0};
+    // RLE4, 4 x 2: bottom row a run of alternating 1, 2; top row 2 1 1 2 given as they are.
+    const std::vector<uint8_t> rle4 = runLengthBmp(4, 2, 4, {black, red, blue},
+                                                   {4, 0x12, 0, 0, 0, 4, 0x21, 0x12, 0, 0, 0, 1});
+    const DecodedImage four = decodeImageBytes(rle4, "x.bmp", DecodeLimits{});
+    ASSERT_TRUE(four.ok()) << four.detail;
+    ASSERT_EQ(four.width, 4);
+    ASSERT_EQ(four.height, 2);
+    EXPECT_EQ(four.channels, 3);
+    const std::array<uint8_t, 3> bottom[4] = {red, blue, red, blue}, top[4] = {blue, red, red, blue};
+    for (int x = 0; x < 4; ++x) {
+        EXPECT_EQ(rgbAt(four, x, 0), bottom[x]) << x;
+        EXPECT_EQ(rgbAt(four, x, 1), top[x]) << x;
+    }
+    // RLE8, 3 x 3: one pixel of 1, a move of one right and two up, one pixel of 2;
+    // what the runs skip takes the first palette entry.
+    const std::vector<uint8_t> rle8 =
+        runLengthBmp(3, 3, 8, {green, red, blue}, {1, 1, 0, 2, 1, 2, 1, 2, 0, 1});
+    const DecodedImage eight = decodeImageBytes(rle8, "x.bmp", DecodeLimits{});
+    ASSERT_TRUE(eight.ok()) << eight.detail;
+    for (int y = 0; y < 3; ++y)
+        for (int x = 0; x < 3; ++x) {
+            const std::array<uint8_t, 3> expected = x == 0 && y == 0 ? red : x == 2 && y == 2 ? blue : green;
+            EXPECT_EQ(rgbAt(eight, x, y), expected) << x << ", " << y;
+        }
+    // Runs that stop before the picture is full are damage, not a picture.
+    const std::vector<uint8_t> cut = runLengthBmp(3, 2, 8, {green, red}, {1, 1, 0});
+    EXPECT_EQ(decodeImageBytes(cut, "x.bmp", DecodeLimits{}).status, DecodeStatus::Damaged);
 }

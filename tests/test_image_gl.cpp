@@ -108,6 +108,25 @@ TEST_F(ImageGl, DxtRowsAreTurnedBottomUp) {
     EXPECT_EQ(pixels[7 * 16 + 0], 255) << "the top row is the file's first block row: red";
 }
 
+TEST_F(ImageGl, DxtOfAnHeightBetweenBlocksIsTurnedBottomUpToo) {
+    TempFolder folder;
+    // 6 rows: a block row of red (file rows 0-3) over half a block row of green (rows 4-5).
+    std::vector<uint8_t> dds = ib::ddsDxt1Solid(4, 6, 0xF800);
+    for (size_t i = 0; i < 4; ++i) dds[128 + 8 + i] = (i % 2 == 0) ? 0xE0 : 0x07;
+    writeBytes(folder.file("rg6.dds"), dds);
+    GlTexture texture;
+    int32_t w = 0, h = 0, channels = 0;
+    ASSERT_TRUE(loadTexture(folder.file("rg6.dds"), texture, w, h, channels));
+    ASSERT_EQ(h, 6);
+    const std::vector<uint8_t> pixels = readTexture(texture.id(), 4, 6);
+    ASSERT_EQ(pixels.size(), 4u * 6u * 4u);
+    for (int row = 0; row < 6; ++row) {
+        const bool green = row < 2; // bottom-up: file rows 5 and 4 come first
+        EXPECT_EQ(pixels[static_cast<size_t>(row) * 16 + 0], green ? 0 : 255) << "row " << row;
+        EXPECT_EQ(pixels[static_cast<size_t>(row) * 16 + 1], green ? 255 : 0) << "row " << row;
+    }
+}
+
 TEST_F(ImageGl, FlatImageOfTwoLayersEqualsTheMergeReference) {
     Canvas canvas(16, 8);
     MultiLayeredImage layers;

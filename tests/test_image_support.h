@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "canvas/GlPixels.h"
+#include "io/Pixels.h"
 
 namespace imagetest {
 

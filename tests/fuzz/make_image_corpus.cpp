@@ -37,7 +37,7 @@ std::vector<uint8_t> savedBytes(const fs::path& folder, const std::string& name)
     const fs::path file = folder / name;
     std::vector<uint8_t> bytes;
     std::string detail;
-    if (saveImage(file.string(), bottomUp, 3, 2)) readWholeFile(file.string(), bytes, detail);
+    if (saveImage(file.string(), bottomUp, 3, 2)) readImageFile(file.string(), bytes, detail);
     fs::remove(file);
     return bytes;
 }
