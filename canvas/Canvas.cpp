@@ -39,7 +39,37 @@ void Canvas::freeSurfaces() {
     layerSurface[1].destroy();
     selectionMask.destroy();
     eraseBackup.destroy();
+    if (copyFramebuffer_ != 0) glDeleteFramebuffers(1, &copyFramebuffer_);
+    copyFramebuffer_ = 0;
     surfacesMade = false;
+}
+
+bool Canvas::blitTexture(GLuint texture, Framebuffer& surface, bool intoSurface) {
+    if (texture == 0 || !surface.complete) return false;
+    GLint w = 0, h = 0;
+    glBindTexture(GL_TEXTURE_2D, texture);
+    glGetTexLevelParameteriv(GL_TEXTURE_2D, 0, GL_TEXTURE_WIDTH, &w);
+    glGetTexLevelParameteriv(GL_TEXTURE_2D, 0, GL_TEXTURE_HEIGHT, &h);
+    glBindTexture(GL_TEXTURE_2D, 0);
+    if (w != width || h != height) return false;
+    if (copyFramebuffer_ == 0) glGenFramebuffers(1, &copyFramebuffer_);
+    const GLenum textureSide = intoSurface ? GL_READ_FRAMEBUFFER : GL_DRAW_FRAMEBUFFER;
+    const GLenum surfaceSide = intoSurface ? GL_DRAW_FRAMEBUFFER : GL_READ_FRAMEBUFFER;
+    glBindFramebuffer(textureSide, copyFramebuffer_);
+    glFramebufferTexture2D(textureSide, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, texture, 0);
+    const bool ready = glCheckFramebufferStatus(textureSide) == GL_FRAMEBUFFER_COMPLETE;
+    if (ready) {
+        glBindFramebuffer(surfaceSide, surface.framebufferId);
+        glPushAttrib(GL_ENABLE_BIT);
+        glDisable(GL_SCISSOR_TEST);
+        glBlitFramebuffer(0, 0, width, height, 0, 0, width, height, GL_COLOR_BUFFER_BIT, GL_NEAREST);
+        glPopAttrib();
+    }
+    glBindFramebuffer(textureSide, copyFramebuffer_);
+    glFramebufferTexture2D(textureSide, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, 0, 0);
+    glBindFramebuffer(GL_FRAMEBUFFER, 0);
+    if (ready && intoSurface) surface.updated = true;
+    return ready;
 }
 
 void Canvas::resize(int newWidth, int newHeight, MultiLayeredImage& layers) {
@@ -206,14 +236,8 @@ void Canvas::saveCurrentLayer(MultiLayeredImage& layers) {
         layer.height == height)
         return;
     Framebuffer& surface = currentLayerSurface();
-    if (surface.complete) {
-        layer.ensureTexture(width, height);
-        glBindFramebuffer(GL_READ_FRAMEBUFFER, surface.framebufferId);
-        glBindTexture(GL_TEXTURE_2D, layer.textureId);
-        glCopyTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, 0, 0, width, height);
-        glBindTexture(GL_TEXTURE_2D, 0);
-        glBindFramebuffer(GL_READ_FRAMEBUFFER, 0);
-    } else {
+    layer.ensureTexture(width, height);
+    if (!blitTexture(layer.textureId, surface, false)) {
         std::vector<uint8_t> pixels = readTexture(surface.textureId, width, height);
         if (pixels.empty()) return;
         layer.setPixels(width, height, pixels.data());
@@ -246,7 +270,9 @@ void Canvas::loadSurface(GLuint texture, bool keepFilter) {
         glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
         glBindTexture(GL_TEXTURE_2D, 0);
     }
-    copyInto(currentLayerSurface(), texture);
+    // A texture of the canvas size is copied byte for byte at memory speed;
+    // another size is drawn stretched over the surface.
+    if (!blitTexture(texture, currentLayerSurface(), true)) copyInto(currentLayerSurface(), texture);
     currentSurfaceChangedEverywhere();
 }
 

@@ -131,6 +131,11 @@ private:
     void copyInto(Framebuffer& target, GLuint texture);
 
     void markStrokeBufferUsed(std::span<const brush::Dab> dabs);
+    // Copies a texture of the canvas size into the surface, or the surface into
+    // it, by a blit; false (nothing done) for another size or without
+    // framebuffer objects.
+    bool blitTexture(GLuint texture, Framebuffer& surface, bool intoSurface);
+    GLuint copyFramebuffer_ = 0;  // borrows a texture for such blits
     void clearBufferRegion(Framebuffer& buffer, PixelRegion& used, float depth);
     // Copies `source` into `target` over the region, exactly.
     void copyRegion(Framebuffer& target, Framebuffer& source, const PixelRegion& region);
