@@ -145,24 +145,7 @@ void Canvas::copyRegion(Framebuffer& target, Framebuffer& source, const PixelReg
         return;
     }
     // Without framebuffer objects: one draw of the region's quads, texel for pixel.
-    target.bind(GL_DRAW_FRAMEBUFFER);
-    {
-        CanvasProjection projection(width, height);
-        glPushAttrib(GL_ENABLE_BIT | GL_COLOR_BUFFER_BIT | GL_TEXTURE_BIT | GL_CURRENT_BIT);
-        glDisable(GL_DEPTH_TEST);
-        glDisable(GL_BLEND);
-        glEnable(GL_TEXTURE_2D);
-        glActiveTexture(GL_TEXTURE0);
-        glBindTexture(GL_TEXTURE_2D, source.textureId);
-        glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
-        glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
-        glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, GL_REPLACE);
-        glColor4f(1, 1, 1, 1);
-        drawRegion(region);
-        glBindTexture(GL_TEXTURE_2D, 0);
-        glPopAttrib();
-    }
-    target.unbind();
+    drawTextureInto(target, source.textureId, region, true);
 }
 
 Framebuffer& Canvas::beginSurfacePass(const PixelRegion& change) {
@@ -245,7 +228,7 @@ void Canvas::saveCurrentLayer(MultiLayeredImage& layers) {
     layer.revision = surfaceRevision_;
 }
 
-void Canvas::copyInto(Framebuffer& target, GLuint texture) {
+void Canvas::drawTextureInto(Framebuffer& target, GLuint texture, const PixelRegion& region, bool nearest) {
     target.bind(GL_DRAW_FRAMEBUFFER);
     {
         CanvasProjection projection(width, height);
@@ -253,10 +236,15 @@ void Canvas::copyInto(Framebuffer& target, GLuint texture) {
         glDisable(GL_DEPTH_TEST);
         glDisable(GL_BLEND);
         glEnable(GL_TEXTURE_2D);
+        glActiveTexture(GL_TEXTURE0);
         glBindTexture(GL_TEXTURE_2D, texture);
+        if (nearest) {
+            glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
+            glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
+        }
         glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, GL_REPLACE);
         glColor4f(1, 1, 1, 1);
-        drawQuad(0.0f, 0.0f, static_cast<float>(width), static_cast<float>(height));
+        drawRegion(region);
         glBindTexture(GL_TEXTURE_2D, 0);
         glPopAttrib();
     }
@@ -272,7 +260,7 @@ void Canvas::loadSurface(GLuint texture, bool keepFilter) {
     }
     // A texture of the canvas size is copied byte for byte at memory speed;
     // another size is drawn stretched over the surface.
-    if (!blitTexture(texture, currentLayerSurface(), true)) copyInto(currentLayerSurface(), texture);
+    if (!blitTexture(texture, currentLayerSurface(), true)) drawTextureInto(currentLayerSurface(), texture, wholeCanvas(), false);
     currentSurfaceChangedEverywhere();
 }
 

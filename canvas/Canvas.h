@@ -127,8 +127,9 @@ public:
 
 private:
     brush::StrokeInput strokeInput() const;
-    // Draws a texture 1:1 into a surface, replacing its content.
-    void copyInto(Framebuffer& target, GLuint texture);
+    // Draws a texture over the region of a surface (stretched to the canvas
+    // size), replacing what was there; `nearest` sets its filters to nearest first.
+    void drawTextureInto(Framebuffer& target, GLuint texture, const PixelRegion& region, bool nearest);
 
     void markStrokeBufferUsed(std::span<const brush::Dab> dabs);
     // Copies a texture of the canvas size into the surface, or the surface into

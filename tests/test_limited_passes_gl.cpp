@@ -67,12 +67,7 @@ class LimitedPassesTest : public GlTest {
 protected:
     void SetUp() override {
         GlTest::SetUp();
-        tips.textureDeleter = [](uint32_t t) {
-            GLuint n = t;
-            glDeleteTextures(1, &n);
-        };
-        tips.build(std::string(KW_TEST_DATA_DIR) + "/brushes", "/nonexistent");
-        uploadTipTextures(tips);
+        buildTips(tips, std::string(KW_TEST_DATA_DIR) + "/brushes");
         resetPenState();
         gInputState.reset();
         gWantedMode = 1;

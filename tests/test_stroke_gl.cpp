@@ -20,12 +20,7 @@ class StrokeGlTest : public GlTest {
 protected:
     void SetUp() override {
         GlTest::SetUp();
-        tips.textureDeleter = [](uint32_t t) {
-            GLuint n = t;
-            glDeleteTextures(1, &n);
-        };
-        tips.build(std::string(KW_TEST_DATA_DIR) + "/brushes", "/nonexistent");
-        uploadTipTextures(tips);
+        buildTips(tips, std::string(KW_TEST_DATA_DIR) + "/brushes");
         canvas.attach(&history, &tips);
         canvas.resize(kW, kH, layers);
         canvas.clearCurrentSurface(0, 0, 0, 0);

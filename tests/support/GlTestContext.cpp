@@ -2,6 +2,11 @@
 
 #include "support/GlTestContext.h"
 
+#include <string>
+
+#include "brush/BrushTips.h"
+#include "canvas/TipTextures.h"
+
 #include <memory>
 #include <string>
 
@@ -143,4 +148,13 @@ std::vector<uint8_t> GlTest::premultipliedPattern(int width, int height, uint32_
         bytes[i + 3] = static_cast<uint8_t>(alpha);
     }
     return bytes;
+}
+
+void GlTest::buildTips(BrushTipTable& tips, const std::string& folder) {
+    tips.textureDeleter = [](uint32_t t) {
+        GLuint n = t;
+        glDeleteTextures(1, &n);
+    };
+    tips.build(folder, "/nonexistent");
+    uploadTipTextures(tips);
 }

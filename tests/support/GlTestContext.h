@@ -9,12 +9,14 @@
 
 #include <cstdint>
 #include <functional>
+#include <string>
 #include <vector>
 
 #include "canvas/BlendReference.h"
 #include "canvas/GlPixels.h"
 
 class ShaderProgram;
+class BrushTipTable;
 struct Framebuffer;
 
 class GlTest : public ::testing::Test {
@@ -43,6 +45,9 @@ protected:
                              const std::function<void()>& setUniforms = {});
     // The same without a program: the fixed pipeline, textured when texture != 0.
     static void drawTexturedQuad(GLuint texture, int width, int height);
+
+    // The tip table of a brush folder with its textures on this context.
+    static void buildTips(BrushTipTable& tips, const std::string& folder);
 
     // Bytes of a test pattern: valid premultiplied pixels (colour <= alpha),
     // reproducible for a seed.
