@@ -12,6 +12,7 @@ PACKAGES=(
   libjpeg-dev libtiff-dev libraw-dev libstb-dev
   libgtest-dev libgmock-dev libmypaint-dev
   xvfb xauth xdotool
+  xclip
 )
 
 missing=()
