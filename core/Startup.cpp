@@ -221,7 +221,10 @@ int runProgram(const CommandLine& commandLine) {
     setInputHost(gApp);
     // The interface gets events before the canvas.
     createGuiRoot(&gRenderArea);
-    if (widgetDemoRequested()) buildWidgetDemo(*gGui);
+    if (widgetDemoRequested()) {
+        buildWidgetDemo(*gGui);
+        buildDialogDemo(*gGui);
+    }
     gApp->notification = createNotificationWidget(*gGui);
     InputDispatcher::instance().add(gApp->painter);
     gApp->setTitle("unnamed_image", "");

@@ -1,0 +1,176 @@
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#include "e2e/AppSession.h"
+
+// The second demo panel (KESTRELWING_WIDGET_DEMO=1) is pinned to the window's
+// top right corner, 24 pixels in: in the 1024 x 700 window at GuiScale 1 the
+// 360 x 600 panel spans x 640..1000 and y 24..624 (window pixels, y down).
+// Positions below follow from the panel's layout in units.
+namespace {
+constexpr int kEditX = 800, kEditY = 83;          // edit control 710..980 x 70..96
+constexpr int kConfirmX = 816, kButtonsY = 124;   // "Confirm" 766..866 x 110..138
+constexpr int kGridX = 656, kGridY = 194;         // grid 300 x 180, cells 75 x 60
+constexpr int kCellW = 75, kCellH = 60;
+// A 300 x 200 dialog in the centre cell of the 5 x 5 window grid: x from
+// int(2 x 204.8) + int((204.8 - 300) / 2) = 362, y (from the bottom) from
+// 280 + (140 - 200) / 2 = 250, so y down from 700 - 250 - 200 = 250.
+constexpr int kBoxX0 = 362, kBoxY0 = 250, kBoxX1 = 662, kBoxY1 = 450;
+
+struct DemoEnvironment {
+    DemoEnvironment() { setenv("KESTRELWING_WIDGET_DEMO", "1", 1); }
+    ~DemoEnvironment() { unsetenv("KESTRELWING_WIDGET_DEMO"); }
+};
+
+void click(AppSession& app, int x, int y) {
+    app.moveMouse(x, y);
+    app.waitFrames(3);
+    app.xdotool("click 1");
+    app.waitFrames(8);
+}
+
+bool clearlyDiffers(const uint8_t* p, const uint8_t* q) {
+    return std::abs(p[0] - q[0]) + std::abs(p[1] - q[1]) + std::abs(p[2] - q[2]) > 45;
+}
+
+// Share of the pixels of a rectangle (y down) that clearly changed.
+double changedShare(const Screenshot& a, const Screenshot& b, int x0, int y0, int x1, int y1) {
+    int n = 0;
+    for (int y = y0; y < y1; ++y)
+        for (int x = x0; x < x1; ++x) n += clearlyDiffers(a.at(x, y), b.at(x, y));
+    return static_cast<double>(n) / ((x1 - x0) * (y1 - y0));
+}
+
+std::string run(const std::string& command) {
+    std::string out;
+    FILE* p = popen(command.c_str(), "r");
+    if (!p) return out;
+    std::array<char, 256> buf{};
+    while (std::fgets(buf.data(), buf.size(), p)) out += buf.data();
+    pclose(p);
+    return out;
+}
+
+std::string clipboard() { return run("timeout 5 xclip -selection clipboard -o 2>/dev/null"); }
+} // namespace
+
+TEST(DialogsE2E, EditControlTypesCopiesAndPastesThroughTheClipboard) {
+    AppSession app;
+    {
+        DemoEnvironment demo;
+        ASSERT_TRUE(app.start()) << app.output();
+    }
+    ASSERT_EQ(app.windowWidth(), 1024);
+    const Screenshot idle = app.screenshot();
+    ASSERT_TRUE(idle.savePng(artefactPath("dialogs_demo.png")));
+
+    click(app, kEditX, kEditY);
+    app.xdotool("type --delay 40 hello_42");
+    app.waitFrames(10);
+    const Screenshot typed = app.screenshot();
+    ASSERT_TRUE(typed.savePng(artefactPath("dialogs_demo_typed.png")));
+    EXPECT_GT(changedShare(idle, typed, 712, 72, 800, 94), 0.05) << "text appeared in the box";
+    // Typed letters stay in the control: "h" did not toggle the layer, "p" opened no replay.
+    EXPECT_EQ(app.output().find("replay"), std::string::npos) << app.output();
+
+    app.xdotool("key ctrl+c");
+    app.waitFrames(5);
+    EXPECT_EQ(clipboard(), "hello_42");
+
+    // UTF-8 from another client: characters beyond Latin-1 become '?', the
+    // others arrive as single Latin-1 bytes and go out again as UTF-8.
+    ASSERT_EQ(std::system("printf 'Gr\\303\\274\\303\\237e \\342\\206\\222 \\346\\235\\261\\344\\272\\254' | "
+                          "xclip -selection clipboard -i"),
+              0);
+    app.waitFrames(5);
+    app.xdotool("key ctrl+v");
+    app.waitFrames(10);
+    const Screenshot pasted = app.screenshot();
+    ASSERT_TRUE(pasted.savePng(artefactPath("dialogs_demo_pasted.png")));
+    app.xdotool("key ctrl+c");
+    app.waitFrames(5);
+    EXPECT_EQ(clipboard(), "Gr\xC3\xBC\xC3\x9F" "e ? ??");
+    // Enter reports the text: the control holds the Latin-1 bytes.
+    app.xdotool("key Return");
+    ASSERT_TRUE(waitForOutput(app, "demo: name entered: Gr\xFC\xDF" "e ? ??", 3000)) << app.output();
+    EXPECT_TRUE(app.running());
+}
+
+TEST(DialogsE2E, GridScrollsByWholeRows) {
+    AppSession app;
+    {
+        DemoEnvironment demo;
+        ASSERT_TRUE(app.start()) << app.output();
+    }
+    app.moveMouse(kGridX + 100, kGridY + 100);
+    app.waitFrames(10);
+    const Screenshot top = app.screenshot();
+    app.xdotool("click 4"); // one notch: one row on
+    app.waitFrames(10);
+    const Screenshot scrolled = app.screenshot();
+    ASSERT_TRUE(scrolled.savePng(artefactPath("dialogs_demo_grid_scrolled.png")));
+    // The swatch centres of the first visible row now show what the second
+    // row showed: the rows moved up by one cell.
+    for (int c = 0; c < 3; ++c) {
+        const int x = kGridX + c * kCellW + 33, y = kGridY + 32;
+        const uint8_t* before = top.at(x + 12, y + kCellH);
+        const uint8_t* after = scrolled.at(x + 12, y);
+        EXPECT_FALSE(clearlyDiffers(before, after)) << "column " << c;
+        EXPECT_TRUE(clearlyDiffers(top.at(x + 12, y), after)) << "column " << c << " changed";
+    }
+    // A click on a swatch selects it: the status line names it.
+    click(app, kGridX + kCellW + 40, kGridY + kCellH + 30); // row 1 of the view, column 1: swatch 10
+    EXPECT_TRUE(waitForOutput(app, "demo: swatch 10", 2000)) << app.output();
+}
+
+TEST(DialogsE2E, ConfirmBoxStandsInTheMiddleAndAnswers) {
+    AppSession app;
+    {
+        DemoEnvironment demo;
+        ASSERT_TRUE(app.start()) << app.output();
+    }
+    app.moveMouse(kConfirmX, kButtonsY);
+    app.waitFrames(10);
+    const Screenshot before = app.screenshot();
+    click(app, kConfirmX, kButtonsY);
+    app.moveMouse(900, 680); // out of the way
+    app.waitFrames(20);
+    const Screenshot asking = app.screenshot();
+    ASSERT_TRUE(asking.savePng(artefactPath("dialogs_demo_confirm.png")));
+    EXPECT_GT(changedShare(before, asking, kBoxX0 + 3, kBoxY0 + 3, kBoxX1 - 3, kBoxY1 - 3), 0.9);
+    // Just outside the left and top edges only the soft shadow may tint.
+    EXPECT_LT(changedShare(before, asking, kBoxX0 - 6, kBoxY0 + 10, kBoxX0 - 3, kBoxY1 - 10), 0.05);
+    EXPECT_LT(changedShare(before, asking, kBoxX0 + 10, kBoxY0 - 6, kBoxX1 - 10, kBoxY0 - 3), 0.05);
+    EXPECT_EQ(app.output().find("answered"), std::string::npos) << "no answer before a key";
+
+    app.xdotool("key Return"); // the focused button, "Continue"
+    EXPECT_TRUE(waitForOutput(app, "demo: Confirm answered OK", 2000)) << app.output();
+    app.waitFrames(20);
+    const Screenshot after = app.screenshot();
+    EXPECT_LT(changedShare(before, after, kBoxX0 + 3, kBoxY0 + 3, kBoxX1 - 3, kBoxY1 - 3), 0.02) << "faded out";
+
+    click(app, kConfirmX, kButtonsY);
+    app.waitFrames(15);
+    // "Cancel" stands right in the box, 110 x 30 above the bottom inset of 15.
+    click(app, kBoxX1 - 20 - 55, kBoxY1 - 15 - 15);
+    EXPECT_TRUE(waitForOutput(app, "demo: Confirm answered Cancel", 2000)) << app.output();
+
+    // A box over a box: "Inner..." (focused) opens the second from the first.
+    click(app, 926, kButtonsY);
+    app.waitFrames(15);
+    app.xdotool("key Return");
+    app.waitFrames(20);
+    const Screenshot nested = app.screenshot();
+    ASSERT_TRUE(nested.savePng(artefactPath("dialogs_demo_nested.png")));
+    app.xdotool("key Left"); // "No"
+    app.xdotool("key Return");
+    EXPECT_TRUE(waitForOutput(app, "demo: inner answered No", 2000)) << app.output();
+    EXPECT_EQ(app.output().find("Nested answered"), std::string::npos) << "the outer box is still open";
+    app.xdotool("key Escape");
+    EXPECT_TRUE(waitForOutput(app, "demo: Nested answered Cancel", 2000)) << app.output();
+    EXPECT_TRUE(app.running());
+}
