@@ -9,6 +9,21 @@
 #include "widgets/GuiRoot.h"
 
 namespace {
+constexpr int kEnter = 13;
+
+// Enter answers OK wherever the focus stands, also on the check box.
+class ReplayPromptDialog : public Dialog {
+public:
+    using Dialog::Dialog;
+    int onKey(int key, int x, int y) override {
+        if (focused && key == kEnter) {
+            accept();
+            return 1;
+        }
+        return Dialog::onKey(key, x, y);
+    }
+};
+
 // Weak: the dialog stack and the running runModal own the prompt.
 std::weak_ptr<Dialog> gPrompt;
 std::weak_ptr<CheckBoxWidget> gAutopan;
@@ -16,9 +31,10 @@ std::weak_ptr<CheckBoxWidget> gAutopan;
 
 bool openReplayPrompt() {
     if (!gGui || replayPromptOpen() || activePlayer()) return false;
-    auto dialog = std::make_shared<Dialog>(300, 170, "Start replay?");
+    // Wide enough for the title in the title font, so that it needs no widening.
+    auto dialog = std::make_shared<ReplayPromptDialog>(440, 170, "Start replay?");
     Dialog* d = dialog.get(); // the buttons live inside the dialog
-    auto autopan = std::make_shared<CheckBoxWidget>(0, 50, 16, false, nullptr, nullptr);
+    auto autopan = std::make_shared<CheckBoxWidget>(0, 50, 16, false, std::function<void()>{}, std::function<void()>{});
     autopan->label = "Autopan & zoom";
     autopan->vAlign = VAlign::Bottom;
     dialog->add(autopan);

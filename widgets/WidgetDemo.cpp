@@ -11,6 +11,7 @@
 #include "core/Globals.h"
 #include "widgets/ButtonWidget.h"
 #include "widgets/ComboWidget.h"
+#include "widgets/CustomViewWidget.h"
 #include "widgets/Dialog.h"
 #include "widgets/DrawHelpers.h"
 #include "widgets/EditControl.h"
@@ -256,4 +257,10 @@ void buildDialogDemo(GUI& root) {
     // Pinned to the top right corner of the window; it follows resizes.
     gLayoutManager.place(4, 4, 2, 3, 24, 24, panel);
     root.add(panel);
+
+    // The second view of the canvas, bottom centre: drag its body to move it,
+    // a corner to resize it.
+    auto view = std::make_shared<CustomViewWidget>(0, 0, 240, 180, &gPainter);
+    gLayoutManager.place(0, 2, 1, 5, 0, 24, view);
+    root.add(view);
 }
