@@ -174,3 +174,57 @@ TEST(DialogsE2E, ConfirmBoxStandsInTheMiddleAndAnswers) {
     EXPECT_TRUE(waitForOutput(app, "demo: Nested answered Cancel", 2000)) << app.output();
     EXPECT_TRUE(app.running());
 }
+
+// The window's close button in the middle of a stroke: the exit question
+// takes the input, so the canvas would never see the release; the stroke is
+// ended where it stood, and after "Cancel" the canvas paints again.
+TEST(DialogsE2E, DialogOpenedDuringAStrokeEndsIt) {
+    AppSession app;
+    ASSERT_TRUE(app.start()) << app.output();
+    app.moveMouse(300, 300);
+    app.waitFrames(3);
+    app.xdotool("mousedown 1");
+    for (int x = 300; x <= 400; x += 10) {
+        app.moveMouse(x, 300);
+        app.waitFrames(1);
+    }
+    app.waitFrames(5);
+    app.sendCloseRequest();
+    app.sendCloseRequest(); // a second request while the question is open is ignored
+    app.waitFrames(15);
+    for (int x = 400; x <= 520; x += 10) app.moveMouse(x, 300); // still held, under the question
+    app.xdotool("mouseup 1");
+    app.waitFrames(5);
+    const Screenshot asking = app.screenshot();
+    ASSERT_TRUE(asking.savePng(artefactPath("dialogs_stroke_exit_question.png")));
+    app.xdotool("key Escape"); // "Cancel"
+    app.waitFrames(25);
+    ASSERT_TRUE(app.running());
+    app.moveMouse(900, 650);
+    app.waitFrames(10);
+    const Screenshot shot = app.screenshot();
+    ASSERT_TRUE(shot.savePng(artefactPath("dialogs_stroke_ended.png")));
+    auto dark = [](const Screenshot& s, int x, int y) {
+        const uint8_t* p = s.at(x, y);
+        return p[0] < 80 && p[1] < 80 && p[2] < 80;
+    };
+    int painted = 0, after = 0;
+    for (int x = 310; x < 390; ++x) painted += dark(shot, x, 300);
+    for (int x = 440; x < 520; ++x) after += dark(shot, x, 300);
+    EXPECT_GT(painted, 60) << "the stroke up to the request is on the canvas";
+    EXPECT_EQ(after, 0) << "nothing painted while the question held the input";
+    // One undo takes the whole stroke away: it was ended and recorded as one.
+    app.xdotool("key ctrl+z");
+    app.waitFrames(15);
+    const Screenshot undone = app.screenshot();
+    int left = 0;
+    for (int x = 310; x < 390; ++x) left += dark(undone, x, 300);
+    EXPECT_EQ(left, 0);
+    // The canvas takes strokes again once the question is gone.
+    app.drag({{300, 450}, {350, 450}, {400, 450}});
+    app.waitFrames(10);
+    const Screenshot again = app.screenshot();
+    int fresh = 0;
+    for (int x = 310; x < 390; ++x) fresh += dark(again, x, 450);
+    EXPECT_GT(fresh, 60);
+}
