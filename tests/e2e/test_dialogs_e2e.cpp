@@ -94,6 +94,10 @@ TEST(DialogsE2E, EditControlTypesCopiesAndPastesThroughTheClipboard) {
     app.xdotool("key ctrl+c");
     app.waitFrames(5);
     EXPECT_EQ(clipboard(), "Gr\xC3\xBC\xC3\x9F" "e ? ??");
+    // Old clients ask for STRING: the same text as Latin-1 bytes.
+    EXPECT_EQ(run("timeout 5 xclip -selection clipboard -t STRING -o 2>/dev/null"), "Gr\xFC\xDF" "e ? ??");
+    EXPECT_NE(run("timeout 5 xclip -selection clipboard -t TARGETS -o 2>/dev/null").find("UTF8_STRING"),
+              std::string::npos);
     // Enter reports the text: the control holds the Latin-1 bytes.
     app.xdotool("key Return");
     ASSERT_TRUE(waitForOutput(app, "demo: name entered: Gr\xFC\xDF" "e ? ??", 3000)) << app.output();
