@@ -144,6 +144,13 @@ void CustomViewWidget::draw(float opacity_) {
     pushOrtho2D(gRenderArea.width, gRenderArea.height);
     if (gApp && gApp->options && gApp->options->guiShadow)
         drawShadow({absX, absY}, {width, height}, 5 * GuiScale, 40 * GuiScale, 0.35f * a);
+    // A dark backing, so that the view stands out over the canvas behind it.
+    glDisable(GL_TEXTURE_2D);
+    glEnable(GL_BLEND);
+    glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
+    glColor4f(0.15f, 0.15f, 0.15f, 0.8f * a);
+    drawRect(absX, absY, width, height);
+    glColor4f(1, 1, 1, 1);
     const Canvas* canvas = owner ? owner->canvas : nullptr;
     if (canvas && canvas->width > 0 && canvas->height > 0) {
         // The whole canvas, scaled to the view's width.

@@ -232,3 +232,46 @@ TEST(DialogsE2E, DialogOpenedDuringAStrokeEndsIt) {
     for (int x = 310; x < 390; ++x) fresh += dark(again, x, 450);
     EXPECT_GT(fresh, 60);
 }
+
+// The second view of the canvas stands bottom centre: 240 x 180 at x 392 (the
+// centre cell's middle minus half its width), 24 pixels above the bottom.
+TEST(DialogsE2E, SecondViewShowsTheCanvasAndMoves) {
+    AppSession app;
+    {
+        DemoEnvironment demo;
+        ASSERT_TRUE(app.start()) << app.output();
+    }
+    constexpr int kViewX = 392, kViewY = 700 - 24 - 180, kViewW = 240, kViewH = 180;
+    const Screenshot before = app.screenshot();
+    app.drag({{420, 450}, {470, 420}, {520, 450}, {570, 420}});
+    app.moveMouse(900, 680);
+    app.waitFrames(15);
+    const Screenshot painted = app.screenshot();
+    ASSERT_TRUE(painted.savePng(artefactPath("dialogs_demo_view.png")));
+    int dark = 0;
+    for (int y = kViewY; y < kViewY + kViewH; ++y)
+        for (int x = kViewX; x < kViewX + kViewW; ++x) {
+            const uint8_t* p = painted.at(x, y);
+            dark += p[0] < 90 && p[1] < 90 && p[2] < 90 && clearlyDiffers(p, before.at(x, y));
+        }
+    EXPECT_GT(dark, 20) << "the stroke shows, small, in the view";
+
+    // A drag of the body moves it with the pointer; the release throws it
+    // five last steps further, eased out.
+    app.moveMouse(kViewX + 120, kViewY + 90);
+    app.waitFrames(3);
+    app.xdotool("mousedown 1");
+    for (int i = 1; i <= 10; ++i) {
+        app.moveMouse(kViewX + 120 - 20 * i, kViewY + 90 - 10 * i);
+        app.waitFrames(1);
+    }
+    app.waitFrames(5);
+    app.xdotool("mouseup 1");
+    app.moveMouse(900, 680);
+    app.waitFrames(20);
+    const Screenshot moved = app.screenshot();
+    ASSERT_TRUE(moved.savePng(artefactPath("dialogs_demo_view_moved.png")));
+    // The old place shows the canvas again, the new one the view.
+    EXPECT_LT(changedShare(before, moved, kViewX + 205, kViewY + 110, kViewX + 235, kViewY + 175), 0.05);
+    EXPECT_GT(changedShare(painted, moved, kViewX - 200, kViewY - 100, kViewX + 40, kViewY + 80), 0.01);
+}
