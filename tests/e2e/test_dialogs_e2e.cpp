@@ -275,3 +275,38 @@ TEST(DialogsE2E, SecondViewShowsTheCanvasAndMoves) {
     EXPECT_LT(changedShare(before, moved, kViewX + 205, kViewY + 110, kViewX + 235, kViewY + 175), 0.05);
     EXPECT_GT(changedShare(painted, moved, kViewX - 200, kViewY - 100, kViewX + 40, kViewY + 80), 0.01);
 }
+
+// The demo panel is pinned to the top right cell: a smaller window takes it
+// along, 24 pixels in from the right edge; a dialog opened then is centred
+// in the new window. The other tab shows its own page.
+TEST(DialogsE2E, PanelsKeepTheirCellsAcrossAResize) {
+    AppSession app;
+    {
+        DemoEnvironment demo;
+        ASSERT_TRUE(app.start()) << app.output();
+    }
+    auto isPanel = [](const Screenshot& s, int x, int y) {
+        // The interface tint: green and blue above red, none of the canvas greys or white.
+        const uint8_t* p = s.at(x, y);
+        return p[1] > p[0] + 8 && p[2] > p[0] + 4 && p[0] < 200;
+    };
+    const Screenshot wide = app.screenshot();
+    EXPECT_TRUE(isPanel(wide, 995, 600));
+    EXPECT_FALSE(isPanel(wide, 1004, 600));
+    ASSERT_TRUE(app.resizeWindow(900, 600));
+    app.moveMouse(10, 590);
+    app.waitFrames(10);
+    const Screenshot narrow = app.screenshot();
+    ASSERT_EQ(narrow.width, 900);
+    ASSERT_TRUE(narrow.savePng(artefactPath("dialogs_demo_resized.png")));
+    // The panel's right edge at 900 - 24 and its top 24 below the window's.
+    EXPECT_TRUE(isPanel(narrow, 871, 30));
+    EXPECT_FALSE(isPanel(narrow, 880, 30));
+    EXPECT_FALSE(isPanel(narrow, 871, 20));
+
+    // "Paper": the tab button 51 pixels right of "Brush", at the tabs' top.
+    click(app, 876 - 360 + 16 + 51 + 25, 24 + 600 - 50 - 180 + 15);
+    const Screenshot paper = app.screenshot();
+    ASSERT_TRUE(paper.savePng(artefactPath("dialogs_demo_paper_tab.png")));
+    EXPECT_GT(changedShare(narrow, paper, 876 - 344 + 8, 24 + 600 - 50 - 150, 876 - 30, 24 + 600 - 60), 0.02);
+}
