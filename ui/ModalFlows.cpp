@@ -9,7 +9,11 @@
 
 namespace {
 bool gExitQuestion = false;
+void programExit() { mainloop::exitProgram(); }
+std::function<void()> gExitRoutine = programExit;
 } // namespace
+
+void setExitRoutine(std::function<void()> routine) { gExitRoutine = routine ? std::move(routine) : programExit; }
 
 void installModalHooks() {
     setModalStartHook([] {
@@ -30,7 +34,7 @@ void onWindowCloseRequest() {
     gExitQuestion = true;
     const int answer = confirmBox("Exit?", "Exit");
     gExitQuestion = false;
-    if (answer == kDialogOk) mainloop::exitProgram();
+    if (answer == kDialogOk) gExitRoutine();
 }
 
 bool acceptDropNow() {
