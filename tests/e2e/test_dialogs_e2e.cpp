@@ -310,3 +310,45 @@ TEST(DialogsE2E, PanelsKeepTheirCellsAcrossAResize) {
     ASSERT_TRUE(paper.savePng(artefactPath("dialogs_demo_paper_tab.png")));
     EXPECT_GT(changedShare(narrow, paper, 876 - 344 + 8, 24 + 600 - 50 - 150, 876 - 30, 24 + 600 - 60), 0.02);
 }
+
+// At GuiScale 2 the exit question is 600 x 400 pixels, centred in the middle
+// cell: x from int(409.6) + int((204.8 - 600) / 2) = 212, y from the bottom
+// 280 + (140 - 400) / 2 = 150, so y down from 700 - 150 - 400 = 150. The
+// nested loop keeps the window alive: a resize while it asks re-centres it.
+TEST(DialogsE2E, DialogAtGuiScaleTwoStaysCentredAcrossAResize) {
+    AppSession app;
+    setenv("KESTRELWING_GUI_SCALE", "2", 1);
+    const bool started = app.start();
+    unsetenv("KESTRELWING_GUI_SCALE");
+    ASSERT_TRUE(started) << app.output();
+    ASSERT_EQ(app.windowWidth(), 1024);
+    app.moveMouse(1010, 690);
+    app.waitFrames(5);
+    const Screenshot before = app.screenshot();
+    app.sendCloseRequest();
+    app.waitFrames(20);
+    const Screenshot asking = app.screenshot();
+    ASSERT_TRUE(asking.savePng(artefactPath("dialogs_exit_scale2.png")));
+    EXPECT_GT(changedShare(before, asking, 212 + 4, 150 + 4, 812 - 4, 550 - 4), 0.9);
+    EXPECT_LT(changedShare(before, asking, 212 - 8, 150 + 20, 212 - 4, 550 - 20), 0.05);
+    EXPECT_LT(changedShare(before, asking, 212 + 20, 150 - 8, 812 - 20, 150 - 4), 0.05);
+
+    // 900 x 640: cells of 180 x 128; x = 360 - 210 = 150, y from the bottom
+    // 256 - 136 = 120, so y down from 640 - 120 - 400 = 120.
+    ASSERT_TRUE(app.resizeWindow(900, 640));
+    app.waitFrames(15);
+    const Screenshot resized = app.screenshot();
+    ASSERT_TRUE(resized.savePng(artefactPath("dialogs_exit_scale2_resized.png")));
+    auto tinted = [&](int x, int y) {
+        const uint8_t* p = resized.at(x, y);
+        return p[1] > p[0] + 8 && p[2] > p[0] + 4;
+    };
+    EXPECT_TRUE(tinted(150 + 4, 120 + 100) && tinted(750 - 4, 520 - 100));
+    EXPECT_FALSE(tinted(150 - 6, 120 + 100)) << "left of the box";
+    EXPECT_FALSE(tinted(300, 120 - 6)) << "above the box";
+    ASSERT_TRUE(app.running());
+    app.moveMouse(880, 620); // keys follow the pointer on a server without a window manager
+    app.waitFrames(3);
+    app.xdotool("key Return"); // "Exit"
+    EXPECT_EQ(app.waitForExit(3000), 0);
+}
