@@ -8,6 +8,7 @@
 
 #include "canvas/Canvas.h"
 #include "canvas/Painter.h"
+#include "canvas/Shaders.h"
 #include "core/Globals.h"
 #include "core/PaintingApplication.h"
 #include "core/RenderArea.h"
@@ -166,16 +167,30 @@ void CustomViewWidget::draw(float opacity_) {
                                              {area.x + area.width, area.y},
                                              {area.x + area.width, area.y + area.height},
                                              {area.x, area.y + area.height}};
-        glLineWidth(1);
-        glColor4f(1, 1, 0.3f, a);
-        glBegin(GL_LINE_LOOP);
-        for (const math::Vec2& wc : windowCorners) {
-            const math::Vec2 c = owner->windowToCanvas(wc);
-            const float vx = std::clamp(absX + c.x * scale, absX, absX + width);
-            const float vy = std::clamp(absY + c.y * scale, absY, absY + h);
-            glVertex2f(vx, vy);
+        math::Vec2 mapped[4];
+        bool anyInside = false;
+        for (int i = 0; i < 4; ++i) {
+            const math::Vec2 c = owner->windowToCanvas(windowCorners[i]);
+            mapped[i] = {absX + c.x * scale, absY + c.y * scale};
+            anyInside = anyInside || (mapped[i].x > absX && mapped[i].x < absX + width && mapped[i].y > absY &&
+                                      mapped[i].y < absY + h);
         }
-        glEnd();
+        if (anyInside && rectDimProgram.compiled) {
+            // Darkens all of the small canvas but the main view's rectangle,
+            // which may be turned with the camera.
+            const math::Vec2 centre = (mapped[0] + mapped[1] + mapped[2] + mapped[3]) * 0.25f;
+            const math::Vec2 up = mapped[3] - mapped[0];
+            const float upLength = up.length();
+            if (upLength > 0) {
+                rectDimProgram.use();
+                rectDimProgram.setVec2("center", centre.x, centre.y);
+                rectDimProgram.setVec2("yAxis", up.x / upLength, up.y / upLength);
+                rectDimProgram.setVec2("extent", (mapped[1] - mapped[0]).length() / 2, upLength / 2);
+                glColor4f(1, 1, 1, a);
+                drawRect(absX, absY, width, h);
+                ShaderProgram::useNone();
+            }
+        }
     }
     glDisable(GL_TEXTURE_2D);
     glEnable(GL_BLEND);

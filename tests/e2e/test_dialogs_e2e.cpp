@@ -352,3 +352,35 @@ TEST(DialogsE2E, DialogAtGuiScaleTwoStaysCentredAcrossAResize) {
     app.xdotool("key Return"); // "Exit"
     EXPECT_EQ(app.waitForExit(3000), 0);
 }
+
+// Zoomed in, the main view shows only a part of the canvas: the second view
+// darkens the rest of its small canvas by half.
+TEST(DialogsE2E, SecondViewDimsWhatTheMainViewDoesNotShow) {
+    AppSession app;
+    {
+        DemoEnvironment demo;
+        ASSERT_TRUE(app.start()) << app.output();
+    }
+    constexpr int kViewX = 392, kViewY = 700 - 24 - 180;
+    app.moveMouse(500, 300);
+    app.waitFrames(10);
+    const Screenshot fitted = app.screenshot();
+    for (int i = 0; i < 4; ++i) {
+        app.xdotool("click 4"); // the wheel over the canvas zooms in at the pointer
+        app.waitFrames(3);
+    }
+    app.waitFrames(30);
+    const Screenshot zoomed = app.screenshot();
+    ASSERT_TRUE(zoomed.savePng(artefactPath("dialogs_demo_view_zoomed.png")));
+    auto brightness = [](const Screenshot& s, int x0, int y0) {
+        int sum = 0;
+        for (int y = y0; y < y0 + 10; ++y)
+            for (int x = x0; x < x0 + 10; ++x) sum += s.at(x, y)[0] + s.at(x, y)[1] + s.at(x, y)[2];
+        return sum / 300;
+    };
+    // The view's lower left corner lies outside the zoomed main view.
+    const int before = brightness(fitted, kViewX + 4, kViewY + 165);
+    const int after = brightness(zoomed, kViewX + 4, kViewY + 165);
+    EXPECT_GT(before, 180);
+    EXPECT_LT(after, before * 0.65) << before << " -> " << after;
+}
