@@ -16,12 +16,14 @@
 #include "core/InputState.h"
 #include "core/PaintingApplication.h"
 #include "history/History.h"
+#include "platform/Clipboard.h"
 #include "platform/Clock.h"
 #include "platform/X11Window.h"
 #include "ui/ReplaySession.h"
 #include "widgets/Animator.h"
 #include "widgets/GUI.h"
 #include "widgets/GuiRoot.h"
+#include "widgets/LayoutManager.h"
 
 namespace mainloop {
 
@@ -36,6 +38,8 @@ void tick(int period) {
     // Re-arm first, so the period does not stretch with the work below.
     glutTimerFunc(static_cast<unsigned>(period), tick, period);
     platform::pumpWindowEvents();
+    // Other programs may ask for the text we put on the clipboard.
+    platform::pumpClipboard();
     if (platform::isWindowMinimised()) return;
     glutPostRedisplay();
     const int now = platform::nowMs();
@@ -72,6 +76,8 @@ void reshape(int width, int height) {
     gPainter.renderArea.width = static_cast<float>(width);
     gPainter.renderArea.height = static_cast<float>(height);
     reshapeActivePlayer(width, height);
+    // Dialogs and panels pinned to the window grid follow the new size.
+    gLayoutManager.resize(width, height);
     if (gGui) gGui->update(0, 0, 0);
 }
 

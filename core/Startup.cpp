@@ -31,6 +31,7 @@
 #include "core/PaintingApplication.h"
 #include "core/WindowPlacement.h"
 #include "tools/Tool.h"
+#include "ui/ModalFlows.h"
 #include "ui/NotificationWidget.h"
 #include "ui/ReplaySession.h"
 #include "platform/Clock.h"
@@ -158,14 +159,15 @@ void registerCallbacks() {
         // Runs from the tick, so the load's nested loop may pump. The warning
         // box and the reference view's share come with the dialogs.
         std::printf("dropped file: %s at %d,%d\n", path.c_str(), x, y);
+        if (!acceptDropNow()) return;
         openFile(path, mainloop::pumpUntil);
     });
     platform::setCloseButtonCallback([](int* allowClose) {
         // The window never closes by itself: the program ends through its exit routine.
         *allowClose = 0;
-        stopActivePlayer();
-        mainloop::exitProgram();
+        onWindowCloseRequest();
     });
+    installModalHooks();
 }
 
 } // namespace
@@ -219,7 +221,10 @@ int runProgram(const CommandLine& commandLine) {
     setInputHost(gApp);
     // The interface gets events before the canvas.
     createGuiRoot(&gRenderArea);
-    if (widgetDemoRequested()) buildWidgetDemo(*gGui);
+    if (widgetDemoRequested()) {
+        buildWidgetDemo(*gGui);
+        buildDialogDemo(*gGui);
+    }
     gApp->notification = createNotificationWidget(*gGui);
     InputDispatcher::instance().add(gApp->painter);
     gApp->setTitle("unnamed_image", "");

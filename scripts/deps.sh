@@ -13,6 +13,7 @@ PACKAGES=(
   libgtest-dev libgmock-dev libmypaint-dev
   xvfb xauth xdotool
   imagemagick libtiff-tools
+  xclip
 )
 
 missing=()

@@ -32,6 +32,7 @@
 #include "ui/ReplayPrompt.h"
 #include "ui/ReplaySession.h"
 #include "widgets/ButtonWidget.h"
+#include "widgets/Dialog.h"
 #include "widgets/GUI.h"
 #include "widgets/GuiRoot.h"
 
@@ -214,13 +215,22 @@ TEST_F(PlayerGl, KeyPOpensThePromptAndEnterStartsTheReplay) {
     commands::createCommands(*gApp, gPainter);
     ReplayClock clock;
 
+    // The prompt waits in its own loop; this one checks it and answers with
+    // Enter, the way the program's event pump would deliver the key.
+    bool sawPrompt = false;
+    setModalWait([&](const std::function<bool()>& done) {
+        sawPrompt = replayPromptOpen();
+        EXPECT_EQ(dispatcher.exclusive, static_cast<InputListener*>(replayPromptDialog()));
+        EXPECT_EQ(activePlayer(), nullptr) << "nothing starts before the answer";
+        dispatcher.key('p', 0, 0); // a repeated key reaches the prompt, not a second one
+        EXPECT_FALSE(done());
+        dispatcher.key(13, 0, 0); // Enter answers OK
+        EXPECT_TRUE(done());
+    });
     commands::runUnconsumedKey(*gApp, gPainter, 'p');
-    ASSERT_TRUE(replayPromptOpen());
-    EXPECT_EQ(dispatcher.exclusive, static_cast<InputListener*>(replayPromptPanel()));
-    EXPECT_EQ(activePlayer(), nullptr) << "nothing starts before the answer";
-    gGui->update(0, 0, 0);
-    dispatcher.key(13, 0, 0); // Enter answers OK
+    EXPECT_TRUE(sawPrompt);
     EXPECT_FALSE(replayPromptOpen());
+    EXPECT_EQ(dialogStackSize(), 0u);
     ASSERT_NE(activePlayer(), nullptr);
     EXPECT_EQ(dispatcher.exclusive, activePlayer());
     EXPECT_EQ(gApp->lastMessage, "replay of drawing process..");
@@ -246,13 +256,20 @@ TEST_F(PlayerGl, KeyPOpensThePromptAndEnterStartsTheReplay) {
     EXPECT_EQ(after, before);
 
     // ESC on the prompt: no replay.
+    setModalWait([&](const std::function<bool()>& done) {
+        sawPrompt = replayPromptOpen();
+        dispatcher.key(27, 0, 0);
+        EXPECT_TRUE(done());
+    });
+    sawPrompt = false;
     commands::runUnconsumedKey(*gApp, gPainter, 'p');
-    ASSERT_TRUE(replayPromptOpen());
-    dispatcher.key(27, 0, 0);
+    EXPECT_TRUE(sawPrompt);
     EXPECT_FALSE(replayPromptOpen());
     EXPECT_EQ(activePlayer(), nullptr);
     EXPECT_EQ(dispatcher.exclusive, nullptr);
 
+    setModalWait({});
+    AnimatorRegistry::instance().clear();
     gGui = savedGui;
     gHistory.freeSnapshots(); // indexes of earlier tests' snapshots must not linger
     gHistory.clear();

@@ -1,83 +1,72 @@
 #include "ui/ReplayPrompt.h"
 
-#include <string>
+#include <memory>
 
-#include "core/Globals.h"
-#include "core/InputDispatcher.h"
-#include "core/RenderArea.h"
 #include "ui/ReplaySession.h"
 #include "widgets/ButtonWidget.h"
+#include "widgets/Dialog.h"
 #include "widgets/GUI.h"
 #include "widgets/GuiRoot.h"
-#include "widgets/TextWidget.h"
-#include "widgets/Widget.h"
 
 namespace {
 constexpr int kEnter = 13;
-constexpr int kEsc = 27;
 
-// The panel takes every key while it is open.
-class PromptPanel : public GroupWidget {
+// Enter answers OK wherever the focus stands, also on the check box.
+class ReplayPromptDialog : public Dialog {
 public:
-    using GroupWidget::GroupWidget;
+    using Dialog::Dialog;
     int onKey(int key, int x, int y) override {
-        if (key == kEnter) answerReplayPrompt(true);
-        else if (key == kEsc) answerReplayPrompt(false);
-        else GroupWidget::onKey(key, x, y);
-        return 1;
+        if (focused && key == kEnter) {
+            accept();
+            return 1;
+        }
+        return Dialog::onKey(key, x, y);
     }
 };
 
-std::shared_ptr<PromptPanel> gPrompt;
-std::shared_ptr<CheckBoxWidget> gAutopan;
-
-void close() {
-    if (!gPrompt) return;
-    InputDispatcher& dispatcher = InputDispatcher::instance();
-    if (dispatcher.exclusive == gPrompt.get()) dispatcher.exclusive = nullptr;
-    // The root lets it go at its next update, never during a delivery.
-    if (gGui) gGui->remove(gPrompt);
-    gPrompt.reset();
-    gAutopan.reset();
-}
+// Weak: the dialog stack and the running runModal own the prompt.
+std::weak_ptr<Dialog> gPrompt;
+std::weak_ptr<CheckBoxWidget> gAutopan;
 } // namespace
 
 bool openReplayPrompt() {
-    if (!gGui || gPrompt || activePlayer()) return false;
-    auto panel = std::make_shared<PromptPanel>(0, 0, 300, 120);
-    panel->drawBackground = true;
-    for (int i = 0; i < 4; ++i) panel->backgroundColor[i] = gGuiColor[i];
-    panel->hAlign = HAlign::Centre;
-    panel->vAlign = VAlign::Centre;
-    const float black[4] = {0, 0, 0, 1};
-    panel->add(std::make_shared<TextWidget>(20, 95, "Start replay?", 0, black));
-    auto autopan = std::make_shared<CheckBoxWidget>(20, 55, false);
+    if (!gGui || replayPromptOpen() || activePlayer()) return false;
+    // Wide enough for the title in the title font, so that it needs no widening.
+    auto dialog = std::make_shared<ReplayPromptDialog>(440, 170, "Start replay?");
+    Dialog* d = dialog.get(); // the buttons live inside the dialog
+    auto autopan = std::make_shared<CheckBoxWidget>(0, 50, 16, false, std::function<void()>{}, std::function<void()>{});
     autopan->label = "Autopan & zoom";
-    panel->add(autopan);
-    panel->add(std::make_shared<ButtonWidget>(20, 10, 110, 30, "Cancel", 0,
-                                              [](Widget*) { answerReplayPrompt(false); }));
-    panel->add(std::make_shared<ButtonWidget>(170, 10, 110, 30, "OK", 0,
-                                              [](Widget*) { answerReplayPrompt(true); }));
-    gPrompt = panel;
+    autopan->vAlign = VAlign::Bottom;
+    dialog->add(autopan);
+    auto cancel = std::make_shared<ButtonWidget>(0, 0, 110, 30, "Cancel", 0, [d](Widget*) { d->cancel(); });
+    auto ok = std::make_shared<ButtonWidget>(-120, 0, 110, 30, "OK", 0, [d](Widget*) { d->accept(); });
+    for (const auto& b : {cancel, ok}) {
+        b->hAlign = HAlign::Right;
+        dialog->add(b);
+    }
+    ok->setFocused(true);
+    gPrompt = dialog;
     gAutopan = autopan;
-    gGui->add(panel);
-    // Placed now, so that input before the root's next update hits the right spots.
-    const int x = static_cast<int>((gRenderArea.width - panel->width) * 0.5f);
-    const int y = static_cast<int>((gRenderArea.height - panel->height) * 0.5f);
-    panel->update(0, x, y);
-    InputDispatcher::instance().exclusive = panel.get();
-    return true;
+    const int result = dialog->runModal();
+    const bool withAutopan = autopan->checked;
+    gPrompt.reset();
+    gAutopan.reset();
+    // The answer is read only now, after the nested loop: nothing above is
+    // held across it but our own shared pointers.
+    return result == kDialogOk && startReplay(withAutopan);
 }
 
-bool replayPromptOpen() { return gPrompt != nullptr; }
-GroupWidget* replayPromptPanel() { return gPrompt.get(); }
-CheckBoxWidget* replayPromptAutopan() { return gAutopan.get(); }
+bool replayPromptOpen() {
+    auto d = gPrompt.lock();
+    return d && !d->closed;
+}
+
+Dialog* replayPromptDialog() { return replayPromptOpen() ? gPrompt.lock().get() : nullptr; }
+CheckBoxWidget* replayPromptAutopan() { return replayPromptOpen() ? gAutopan.lock().get() : nullptr; }
 
 void answerReplayPrompt(bool ok) {
-    if (!gPrompt) return;
-    const bool autopan = gAutopan && gAutopan->checked;
-    // Keep the panel alive while its own button's handler runs.
-    std::shared_ptr<PromptPanel> keep = gPrompt;
-    close();
-    if (ok) startReplay(autopan);
+    auto d = gPrompt.lock();
+    if (!d || d->closed) return;
+    if (ok) d->accept();
+    else d->cancel();
 }

@@ -19,3 +19,5 @@ void createGuiRoot(RenderArea* windowRect);
 bool widgetDemoRequested();
 // One of each basic widget on a panel over the canvas.
 void buildWidgetDemo(GUI& root);
+// The edit control, grid, dialogs and tabs on a second panel, top right.
+void buildDialogDemo(GUI& root);

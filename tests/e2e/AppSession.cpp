@@ -198,6 +198,23 @@ Screenshot AppSession::screenshot() {
     return shot;
 }
 
+bool AppSession::resizeWindow(int width, int height) {
+    XResizeWindow(display, window, static_cast<unsigned>(width), static_cast<unsigned>(height));
+    XFlush(display);
+    for (int i = 0; i < 100; ++i) {
+        XWindowAttributes attrs;
+        XGetWindowAttributes(display, window, &attrs);
+        if (attrs.width == width && attrs.height == height) {
+            winW = width;
+            winH = height;
+            waitFrames(10);
+            return true;
+        }
+        sleepMs(20);
+    }
+    return false;
+}
+
 void AppSession::sendCloseRequest() {
     XEvent ev{};
     ev.xclient.type = ClientMessage;

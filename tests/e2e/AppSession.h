@@ -41,6 +41,9 @@ public:
     // Waits for a few frames of the 20 ms tick.
     void waitFrames(int frames = 10);
     Screenshot screenshot();
+    // Resizes the window (as a user dragging its border would) and waits for
+    // the new size; false if it did not arrive.
+    bool resizeWindow(int width, int height);
     // Asks the window to close the way a window manager would.
     void sendCloseRequest();
     // Waits for the process to end; returns its exit code, or -1 on time-out.

@@ -148,9 +148,13 @@ TEST(PlayerE2E, AutopanClosesInOnTheWork) {
     ASSERT_GT(b0.width(), 100);
 
     app.xdotool("key p");
-    app.waitFrames(5);
-    // The check box lies 20 and 55 units into the prompt, which is centred.
-    const int boxX = (w - 300) / 2 + 20 + 7, boxY = h - ((h - 120) / 2 + 55 + 7);
+    app.waitFrames(15);
+    // The 440 x 170 prompt stands in the centre cell of the window's 5 x 5
+    // grid; its 16-unit check box lies 20 and 15 + 50 units into it.
+    const float cellW = static_cast<float>(w) / 5, cellH = static_cast<float>(h) / 5;
+    const int dialogX = static_cast<int>(2 * cellW) + static_cast<int>((cellW - 440) * 0.5f);
+    const int dialogY = static_cast<int>(2 * cellH) + static_cast<int>((cellH - 170) * 0.5f); // from the bottom
+    const int boxX = dialogX + 20 + 8, boxY = h - (dialogY + 15 + 50 + 8);
     app.moveMouse(boxX, boxY);
     app.waitFrames(2);
     app.xdotool("click 1");

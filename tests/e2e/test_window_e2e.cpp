@@ -90,13 +90,27 @@ TEST(WindowE2E, BlankCanvasOverCheckerboardWithDrawnCursor) {
     EXPECT_FALSE(inverted(moved.at(px + 3, py)) || inverted(moved.at(px + 4, py)));
 }
 
-// The close button ends the program cleanly and quickly, and it leaves a clean
-// closing status behind for the next start.
-TEST(WindowE2E, CloseButtonEndsProcessWithZero) {
+// The close button asks "Exit?": Cancel (Esc) keeps the window, Exit (the
+// focused button, so Enter) ends the program cleanly and quickly.
+TEST(WindowE2E, CloseButtonAsksThenEndsProcessWithZero) {
     AppSession app;
     ASSERT_TRUE(app.start()) << app.output();
+    const Screenshot before = app.screenshot();
     app.sendCloseRequest();
-    const int code = app.waitForExit(2000);
+    app.waitFrames(20);
+    ASSERT_TRUE(app.running()) << "the question comes first";
+    const Screenshot asking = app.screenshot();
+    ASSERT_TRUE(asking.savePng(artefactPath("exit_question.png")));
+    // The box stands in the middle of the window.
+    const int cx = app.windowWidth() / 2, cy = app.windowHeight() / 2;
+    EXPECT_GT(differingPixels(before, asking, cx - 100, cy - 60, cx + 100, cy + 60), 100 * 60);
+    app.xdotool("key Escape");
+    app.waitFrames(20);
+    EXPECT_TRUE(app.running()) << "Cancel keeps the window";
+    app.sendCloseRequest();
+    app.waitFrames(20);
+    app.xdotool("key Return");
+    const int code = app.waitForExit(3000);
     EXPECT_EQ(code, 0) << app.output();
 }
 
@@ -110,5 +124,7 @@ TEST(WindowE2E, UnreadableFileGivesBlankImageAndMessage) {
     EXPECT_TRUE(isGrey(shot.at(app.windowWidth() / 2, app.windowHeight() / 2), 255, 1) ||
                 isGrey(shot.at(app.windowWidth() / 2, app.windowHeight() / 2), 204, 1));
     app.sendCloseRequest();
-    EXPECT_EQ(app.waitForExit(2000), 0);
+    app.waitFrames(20);
+    app.xdotool("key Return"); // "Exit"
+    EXPECT_EQ(app.waitForExit(3000), 0);
 }

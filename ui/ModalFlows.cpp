@@ -1,0 +1,44 @@
+#include "ui/ModalFlows.h"
+
+#include "canvas/Canvas.h"
+#include "core/Globals.h"
+#include "core/MainLoop.h"
+#include "core/PaintingApplication.h"
+#include "ui/ReplaySession.h"
+#include "widgets/Dialog.h"
+
+namespace {
+bool gExitQuestion = false;
+void programExit() { mainloop::exitProgram(); }
+std::function<void()> gExitRoutine = programExit;
+} // namespace
+
+void setExitRoutine(std::function<void()> routine) { gExitRoutine = routine ? std::move(routine) : programExit; }
+
+void installModalHooks() {
+    setModalStartHook([] {
+        if (gCanvas.strokeInProgress()) gCanvas.endStroke();
+    });
+}
+
+bool exitQuestionOpen() { return gExitQuestion; }
+
+void onWindowCloseRequest() {
+    stopActivePlayer();
+    if (gApp->busy()) {
+        gApp->cancelRequested = true;
+        return;
+    }
+    if (gExitQuestion) return;
+    closeAllDialogs();
+    gExitQuestion = true;
+    const int answer = confirmBox("Exit?", "Exit");
+    gExitQuestion = false;
+    if (answer == kDialogOk) gExitRoutine();
+}
+
+bool acceptDropNow() {
+    if (dialogStackSize() == 0) return true;
+    gApp->showMessage("close the dialog before dropping a file");
+    return false;
+}
