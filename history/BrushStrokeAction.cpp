@@ -3,13 +3,13 @@
 #include <cmath>
 #include <cstdio>
 
+#include "core/Math.h"
 #include "io/BinaryStream.h"
 
 namespace {
 
 DabSink* gDabSink = nullptr;
 
-constexpr double kDegreesPerRadian = 57.29577951308232;
 // The oldest stroke record: 4 ignored bytes, then x, y, r, g, b, pressure.
 constexpr std::size_t kOldPointBytes = 28;
 
@@ -107,7 +107,7 @@ void BrushStrokeAction::fixOldPoints(int32_t formatIndex) {
             if (i > 0) {
                 const float dx = points_[i]->x - points_[i - 1]->x;
                 const float dy = points_[i]->y - points_[i - 1]->y;
-                if (dx != 0.0f || dy != 0.0f) a = static_cast<float>(std::atan2(dy, dx) * kDegreesPerRadian);
+                if (dx != 0.0f || dy != 0.0f) a = static_cast<float>(std::atan2(dy, dx) * math::kDegreesPerRadianExact);
             }
             points_[i]->angle = a;
         }
