@@ -1,7 +1,8 @@
 // kestrelwing-bench: speed and memory figures as "NAME value unit" lines;
 // where a peer exists its figure and our/peer ratio follow, measured in the
 // same run. `--quick` runs small sizes only, to check that it works;
-// `--only files` (or dabs, undo) runs one group.
+// `--only files` (or dabs, undo, replay) runs one group; files leaves out
+// the batch replay of the generated process.
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -35,7 +36,7 @@ int main(int argc, char** argv) {
         bench::resetPeakResident();
         if (group("undo")) bench::runUndoBenchmark(1024, 3);
         bench::resetPeakResident();
-        if (group("files")) bench::runReplayAndProcessFiles(512, 500);
+        if (group("files") || group("replay")) bench::runReplayAndProcessFiles(512, 500, group("replay"));
         bench::resetPeakResident();
         if (group("files")) bench::runLayeredFile(512, 3);
     } else {
@@ -47,7 +48,7 @@ int main(int argc, char** argv) {
         bench::resetPeakResident();
         if (group("undo")) bench::runUndoBenchmark(4096, 5);
         bench::resetPeakResident();
-        if (group("files")) bench::runReplayAndProcessFiles(2048, 10000);
+        if (group("files") || group("replay")) bench::runReplayAndProcessFiles(2048, 10000, group("replay"));
         bench::resetPeakResident();
         if (group("files")) bench::runLayeredFile(4096, 10);
     }

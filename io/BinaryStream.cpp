@@ -14,8 +14,21 @@
 namespace io {
 
 BinaryWriter::BinaryWriter(ByteSink& sink, std::size_t bufferBytes)
-    : sink_(&sink), limit_(std::max<std::size_t>(bufferBytes, 1)) {
-    bytes_.reserve(limit_);
+    : bytes_(std::max<std::size_t>(bufferBytes, 1)), sink_(&sink), limit_(bytes_.size()) {}
+
+void BinaryWriter::makeRoom(std::size_t n) {
+    if (sink_) {
+        flush();
+        if (bytes_.size() < n) bytes_.resize(n);
+        return;
+    }
+    bytes_.resize(std::max(used_ + n, bytes_.size() * 2 + 256));
+}
+
+void BinaryWriter::reserve(std::size_t n) {
+    if (sink_ || used_ + n <= bytes_.size()) return;
+    bytes_.reserve(used_ + n);
+    bytes_.resize(bytes_.capacity());
 }
 
 void BinaryWriter::f32(float v) { u32(std::bit_cast<uint32_t>(v)); }
@@ -28,8 +41,7 @@ void BinaryWriter::raw(std::span<const uint8_t> data) {
         flushed_ += data.size();
         return;
     }
-    if (sink_ && bytes_.size() + data.size() > limit_) flush();
-    bytes_.insert(bytes_.end(), data.begin(), data.end());
+    if (!data.empty()) put(data.data(), data.size());
 }
 
 void BinaryWriter::zeros(std::size_t n) {
@@ -47,9 +59,9 @@ void BinaryWriter::text(const std::string& s) {
 
 bool BinaryWriter::flush() {
     if (!sink_) return !failed_;
-    if (!bytes_.empty() && !failed_ && !sink_->write(bytes_.data(), bytes_.size())) failed_ = true;
-    flushed_ += bytes_.size();
-    bytes_.clear();
+    if (used_ > 0 && !failed_ && !sink_->write(bytes_.data(), used_)) failed_ = true;
+    flushed_ += used_;
+    used_ = 0;
     return !failed_;
 }
 
@@ -94,42 +106,6 @@ bool BinaryReader::needSlow(std::size_t n) {
     pos_ = 0;
     data_ = std::span<const uint8_t>(buffer_.data(), keep + fetch);
     return true;
-}
-
-bool BinaryReader::u8(uint8_t& out) {
-    out = 0;
-    if (!need(1)) return false;
-    out = data_[pos_++];
-    return true;
-}
-
-bool BinaryReader::boolean(bool& out) {
-    uint8_t b = 0;
-    bool ok = u8(b);
-    out = b != 0;
-    return ok;
-}
-
-bool BinaryReader::u32(uint32_t& out) {
-    out = 0;
-    if (!need(4)) return false;
-    for (int i = 0; i < 4; ++i) out |= static_cast<uint32_t>(data_[pos_ + i]) << (8 * i);
-    pos_ += 4;
-    return true;
-}
-
-bool BinaryReader::i32(int32_t& out) {
-    uint32_t u = 0;
-    bool ok = u32(u);
-    out = static_cast<int32_t>(u);
-    return ok;
-}
-
-bool BinaryReader::f32(float& out) {
-    uint32_t u = 0;
-    bool ok = u32(u);
-    out = std::bit_cast<float>(u);
-    return ok;
 }
 
 bool BinaryReader::raw(std::span<uint8_t> out) {

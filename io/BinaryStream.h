@@ -7,8 +7,10 @@
 // left. The first failure is sticky: later reads return false and give
 // zeros, so a record reader may read on and test `failed()` once at the end.
 // Damaged or hostile files therefore end in a message, never past the end.
+#include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <span>
 #include <string>
 #include <vector>
@@ -42,7 +44,10 @@ public:
     BinaryWriter(const BinaryWriter&) = delete;
     BinaryWriter& operator=(const BinaryWriter&) = delete;
 
-    void u8(uint8_t v) { put(&v, 1); }
+    void u8(uint8_t v) {
+        if (used_ == bytes_.size()) makeRoom(1);
+        bytes_[used_++] = v;
+    }
     void boolean(bool v) { u8(v ? 1 : 0); }
     void u32(uint32_t v) {
         const uint8_t b[4] = {static_cast<uint8_t>(v), static_cast<uint8_t>(v >> 8), static_cast<uint8_t>(v >> 16),
@@ -56,9 +61,7 @@ public:
     void zeros(std::size_t n);
     // Room for n more bytes, so large bodies are not copied as the buffer
     // grows; nothing to do when streaming.
-    void reserve(std::size_t n) {
-        if (!sink_) bytes_.reserve(bytes_.size() + n);
-    }
+    void reserve(std::size_t n);
     // The bytes of the text without a terminator.
     void text(const std::string& s);
 
@@ -67,20 +70,30 @@ public:
     bool failed() const { return failed_; }
 
     // In memory: everything written. Streaming: what is not yet flushed.
-    const std::vector<uint8_t>& bytes() const { return bytes_; }
-    std::vector<uint8_t> take() { return std::move(bytes_); }
+    const std::vector<uint8_t>& bytes() const {
+        bytes_.resize(used_);
+        return bytes_;
+    }
+    std::vector<uint8_t> take() {
+        bytes_.resize(used_);
+        used_ = 0;
+        return std::move(bytes_);
+    }
     // Bytes written so far, flushed or not.
-    std::size_t size() const { return flushed_ + bytes_.size(); }
+    std::size_t size() const { return flushed_ + used_; }
 
 private:
     void put(const uint8_t* data, std::size_t n) {
-        if (sink_ && bytes_.size() + n > limit_) flush();
-        const std::size_t at = bytes_.size();
-        bytes_.resize(at + n);
-        for (std::size_t i = 0; i < n; ++i) bytes_[at + i] = data[i];
+        if (n > bytes_.size() - used_) makeRoom(n);
+        std::memcpy(bytes_.data() + used_, data, n);
+        used_ += n;
     }
+    // Flushes (streaming) or grows (in memory) so that n more bytes fit.
+    void makeRoom(std::size_t n);
 
-    std::vector<uint8_t> bytes_;
+    // bytes_[0, used_) is written; the rest of bytes_ is room to write into.
+    mutable std::vector<uint8_t> bytes_;
+    std::size_t used_ = 0;
     ByteSink* sink_ = nullptr;
     std::size_t limit_ = 0;
     std::size_t flushed_ = 0;
@@ -102,11 +115,39 @@ public:
     int32_t formatIndex = 0;
     int32_t layerFormatIndex = 0;
 
-    bool u8(uint8_t& out);
-    bool boolean(bool& out);
-    bool u32(uint32_t& out);
-    bool i32(int32_t& out);
-    bool f32(float& out);
+    bool u8(uint8_t& out) {
+        out = 0;
+        if (!need(1)) return false;
+        out = data_[pos_++];
+        return true;
+    }
+    bool boolean(bool& out) {
+        uint8_t b = 0;
+        const bool ok = u8(b);
+        out = b != 0;
+        return ok;
+    }
+    bool u32(uint32_t& out) {
+        out = 0;
+        if (!need(4)) return false;
+        const uint8_t* p = data_.data() + pos_;
+        out = static_cast<uint32_t>(p[0]) | static_cast<uint32_t>(p[1]) << 8 | static_cast<uint32_t>(p[2]) << 16 |
+              static_cast<uint32_t>(p[3]) << 24;
+        pos_ += 4;
+        return true;
+    }
+    bool i32(int32_t& out) {
+        uint32_t u = 0;
+        const bool ok = u32(u);
+        out = static_cast<int32_t>(u);
+        return ok;
+    }
+    bool f32(float& out) {
+        uint32_t u = 0;
+        const bool ok = u32(u);
+        out = std::bit_cast<float>(u);
+        return ok;
+    }
     bool raw(std::span<uint8_t> out);
     // Reads n bytes as text; fails if n is negative or beyond the end.
     bool text(int32_t n, std::string& out);
