@@ -244,7 +244,11 @@ TEST(ImageDecode, WorkerThreadDecodesWhileTheCallerWaits) {
     int turns = 0;
     bool doneAtFirstLook = true;
     std::thread::id waiter;
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point call = Clock::now();
+    Clock::time_point waitStart = call;
     const DecodedImage image = decodeImageOnWorker(path, DecodeLimits{}, [&](const std::function<bool()>& done) {
+        waitStart = Clock::now();
         waiter = std::this_thread::get_id();
         doneAtFirstLook = done();
         while (!done()) {
@@ -252,11 +256,16 @@ TEST(ImageDecode, WorkerThreadDecodesWhileTheCallerWaits) {
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }
     });
+    const Clock::time_point end = Clock::now();
     EXPECT_EQ(waiter, std::this_thread::get_id());
     // A decode run on this thread, before the wait or inside its test, would
-    // be finished at the first look: the wait turns only beside a worker.
+    // be finished at the first look, and the wait would begin only at the end
+    // of the call: beside a worker it begins at once and turns meanwhile.
     EXPECT_FALSE(doneAtFirstLook);
     EXPECT_GT(turns, 0);
+    EXPECT_LT((waitStart - call) * 2, end - call)
+        << std::chrono::duration<double>(waitStart - call).count() << " s before the wait of "
+        << std::chrono::duration<double>(end - call).count() << " s";
     ASSERT_TRUE(image.ok()) << image.detail;
     EXPECT_EQ(image.width, kSide);
     EXPECT_EQ(image.height, kSide);
