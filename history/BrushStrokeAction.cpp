@@ -1,5 +1,6 @@
 #include "history/BrushStrokeAction.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 
@@ -161,6 +162,11 @@ std::unique_ptr<BrushStrokeAction> readOldStroke(io::BinaryReader& in, Brush& cu
         in.f32(c.b);
         in.f32(pressure);
         if (in.failed()) return nullptr;
+        if (!std::isfinite(x) || !std::isfinite(y) || !std::isfinite(pressure)) {
+            in.fail("stroke point is not a number");
+            return nullptr;
+        }
+        pressure = std::clamp(pressure, 0.0f, kMaxPointFactor);
         if (!action) action = std::make_unique<BrushStrokeAction>(currentBrush, c);
         action->appendPoint(std::make_unique<BrushStrokePoint>(
             math::Vec2{x, y}, currentBrush.SizeFollowsPressure ? pressure : 1.0f,

@@ -205,6 +205,27 @@ TEST(HostileBrushRecord, StrokePointsNotANumberRefusedAndHugeFactorsClamped) {
     EXPECT_NE(nan.reason.find("stroke point is not a number"), std::string::npos) << nan.reason;
 }
 
+TEST(HostileBrushRecord, OldStrokeRecordsCheckTheirPressure) {
+    // Type 0: a brush record, then points of 4 ignored bytes, x, y, r, g, b, pressure.
+    auto oldStroke = [](float pressure) {
+        Bytes b = processStart(16, 1);
+        b.i32(0).i32(4).u8(0).u8(1).i32(0).i32(1).f32(1).f32(1).i32(1).f32(0.0625f).i32(0);
+        b.i32(2);
+        for (int i = 0; i < 2; ++i) b.fill(4, 0).f32(2.0f + i).f32(3.0f).f32(1).f32(0).f32(0).f32(pressure);
+        oneLayer(b, 16);
+        return b.b;
+    };
+    Parsed huge(oldStroke(1e30f));
+    ASSERT_EQ(huge.result, LoadResult::Loaded) << huge.reason;
+    const auto& stroke = static_cast<const BrushStrokeAction&>(*huge.content.actions.at(0));
+    EXPECT_EQ(stroke.point(1).flowFactor, 4.0f); // flow follows pressure in this brush
+    Parsed plain(oldStroke(0.5f));
+    EXPECT_EQ(static_cast<const BrushStrokeAction&>(*plain.content.actions.at(0)).point(1).flowFactor, 0.5f);
+    Parsed nan(oldStroke(kNaN));
+    EXPECT_EQ(nan.result, LoadResult::Failed);
+    EXPECT_NE(nan.reason.find("stroke point is not a number"), std::string::npos) << nan.reason;
+}
+
 // ---- read time: layer counts ---------------------------------------------------
 
 TEST(HostileLayers, ABodyAboveTheLayerLimitIsRefused) {
