@@ -178,7 +178,8 @@ void applyLayers(const LayeredPicture& picture, Canvas& canvas, MultiLayeredImag
 
 namespace {
 
-LoadResult parseLayered(io::BinaryReader& in, LayeredFileContent& out, std::string& reason) {
+LoadResult parseLayered(io::BinaryReader& in, LayeredFileContent& out, std::string& reason,
+                        const std::function<bool(int32_t, int32_t)>& acceptSize = {}) {
     out = LayeredFileContent{};
     kwformat::FileHeader header;
     if (!kwformat::readHeader(in, header)) {
@@ -201,6 +202,12 @@ LoadResult parseLayered(io::BinaryReader& in, LayeredFileContent& out, std::stri
     }
     if (header.layerIndex < 0) {
         reason = "negative layer format " + std::to_string(header.layerIndex);
+        return LoadResult::Failed;
+    }
+    // Before any layer is read: a size the caller cannot take costs nothing.
+    if (acceptSize && !acceptSize(header.width, header.height)) {
+        reason = "canvas size " + std::to_string(header.width) + " x " + std::to_string(header.height) +
+                 " is above what this graphics card supports";
         return LoadResult::Failed;
     }
     if (!readLayeredBody(in, header.width, header.height, out.picture)) {
@@ -235,12 +242,13 @@ LoadResult parseLayeredFile(const std::vector<uint8_t>& bytes, LayeredFileConten
     return parseLayered(in, out, reason);
 }
 
-LoadResult readLayeredFile(const std::string& path, LayeredFileContent& out, std::string& reason) {
+LoadResult readLayeredFile(const std::string& path, LayeredFileContent& out, std::string& reason,
+                           const std::function<bool(int32_t, int32_t)>& acceptSize) {
     out = LayeredFileContent{};
     io::FileSource source;
     if (!source.open(path, reason)) return LoadResult::Failed;
     io::BinaryReader in(source);
-    return parseLayered(in, out, reason);
+    return parseLayered(in, out, reason, acceptSize);
 }
 
 std::vector<uint8_t> encodeLayeredFile(const LayeredPicture& picture) {
@@ -278,7 +286,10 @@ bool saveLayeredImage(const std::string& path, DocumentTarget& doc) {
 LoadResult loadLayeredImage(const std::string& path, DocumentTarget& doc, int32_t outVersion[3]) {
     std::string reason;
     LayeredFileContent content;
-    const LoadResult result = readLayeredFile(path, content, reason);
+    auto cardTakes = [&doc](int32_t width, int32_t height) {
+        return !doc.capability || checkCanvasSize(width, height, *doc.capability, doc.app);
+    };
+    const LoadResult result = readLayeredFile(path, content, reason, cardTakes);
     if (outVersion) {
         outVersion[0] = content.major;
         outVersion[1] = content.minor;
@@ -287,11 +298,6 @@ LoadResult loadLayeredImage(const std::string& path, DocumentTarget& doc, int32_
     if (result != LoadResult::Loaded) {
         std::fprintf(stderr, "%s: %s\n", path.c_str(), reason.c_str());
         return result;
-    }
-    if (doc.capability && !checkCanvasSize(content.width, content.height, *doc.capability, doc.app)) {
-        std::fprintf(stderr, "%s: canvas size %d x %d is above what this graphics card supports\n", path.c_str(),
-                     content.width, content.height);
-        return LoadResult::Failed;
     }
     // The file is whole and valid: only now the open picture goes.
     doc.history.resetForNewPicture(content.width, content.height);

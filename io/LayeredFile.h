@@ -4,6 +4,7 @@
 // MultiLayeredImageLoadAction. The CPU form (LayeredPicture) is read and
 // written here without GL; capture and apply move it to and from the canvas.
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -72,7 +73,10 @@ struct LayeredFileContent {
 // the layer index is above this program's.
 LoadResult parseLayeredFile(const std::vector<uint8_t>& bytes, LayeredFileContent& out, std::string& reason);
 // The same, streamed from the file: no copy of the whole file in memory.
-LoadResult readLayeredFile(const std::string& path, LayeredFileContent& out, std::string& reason);
+// acceptSize, when given, sees the header's size before any layer is read;
+// false fails the read there.
+LoadResult readLayeredFile(const std::string& path, LayeredFileContent& out, std::string& reason,
+                           const std::function<bool(int32_t width, int32_t height)>& acceptSize = {});
 // Header with the canvas size, then the body.
 std::vector<uint8_t> encodeLayeredFile(const LayeredPicture& picture);
 // The same bytes streamed into a temporary file renamed into place; false

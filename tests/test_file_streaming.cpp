@@ -297,3 +297,27 @@ TEST_F(FullDisk, FailedSaveLeavesTheOldFileAndSaysWhy) {
     EXPECT_EQ(contents(kwf), std::string(expected.begin(), expected.end()));
     EXPECT_EQ(folder.entries(), 2u);
 }
+
+TEST(StreamingFiles, SizeRefusedBeforeAnyLayerIsRead) {
+    ScratchFolder folder;
+    // A header of 9000 x 9000 with only the start of a body: refused on its
+    // size alone, before the (missing) 309 MiB of pixels would be read.
+    Bytes b = processtest::header("3.6", 9000, 9000, 4, 22, 4);
+    b.i32(1).u8(1).i32(100).i32(0).i32(0).fill(64, 0);
+    const std::string path = folder.file("big.kwf");
+    std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(b.b.data()),
+                                                static_cast<std::streamsize>(b.b.size()));
+    LayeredFileContent content;
+    std::string reason;
+    int asked = 0;
+    auto cardOf8192 = [&](int32_t w, int32_t h) {
+        ++asked;
+        return w <= 8192 && h <= 8192;
+    };
+    EXPECT_EQ(readLayeredFile(path, content, reason, cardOf8192), LoadResult::Failed);
+    EXPECT_EQ(asked, 1);
+    EXPECT_NE(reason.find("9000 x 9000 is above what this graphics card supports"), std::string::npos) << reason;
+    // Without the limit the same file fails on its short body instead.
+    EXPECT_EQ(readLayeredFile(path, content, reason), LoadResult::Failed);
+    EXPECT_NE(reason.find("does not fit"), std::string::npos) << reason;
+}
