@@ -206,8 +206,8 @@ double timedProcessLoad(const fs::path& path, int side) {
     io::FileSource source;
     if (source.open(path.string(), reason)) {
         io::BinaryReader in(source);
-        result = parseProcess(in, ActionContext{loadedCanvas, loadedLayers, side, side}, ProcessParseOptions{},
-                              content, reason);
+        result = parseProcess(in, ActionContext{loadedCanvas, loadedLayers, side, side},
+                              ProcessParseOptions{}, content, reason);
     }
     const double seconds = secondsSince(start);
     if (result != LoadResult::Loaded) {
@@ -241,7 +241,8 @@ void runReplayAndProcessFiles(int side, int count, bool replay) {
     // one out before the rename replaces the old (ext4 does).
     double over = 1e30;
     for (int round = 0; round < kRounds; ++round) over = std::min(over, timedProcessSave(path, input, true));
-    figure("process." + std::to_string(count) + "actions.save_over_existing", bytes.size() / kMiB / over, "MiB/s");
+    figure("process." + std::to_string(count) + "actions.save_over_existing", bytes.size() / kMiB / over,
+           "MiB/s");
 
     // Replay: the batch command with and without re-executing the actions;
     // the difference is the execution alone.
@@ -250,7 +251,8 @@ void runReplayAndProcessFiles(int side, int count, bool replay) {
     const double replayed = replay ? runBatch({"--render", "--replay", path.string(), out}) : 0;
     if (render > 0 && replayed > 0) {
         figure("replay." + std::to_string(count) + "actions.total", replayed, "s");
-        figure("replay." + std::to_string(count) + "actions", count / std::max(1e-6, replayed - render), "actions/s");
+        figure("replay." + std::to_string(count) + "actions", count / std::max(1e-6, replayed - render),
+               "actions/s");
     } else if (replay) {
         std::fprintf(stderr, "kestrelwing-bench: the batch replay failed\n");
     }
@@ -279,7 +281,8 @@ void runLayeredFile(int side, int count) {
         const LoadResult result = readLayeredFile(path.string(), content, reason);
         const double seconds = secondsSince(start);
         if (result != LoadResult::Loaded) {
-            std::fprintf(stderr, "kestrelwing-bench: generated layered file does not load: %s\n", reason.c_str());
+            std::fprintf(stderr, "kestrelwing-bench: generated layered file does not load: %s\n",
+                         reason.c_str());
             return -1.0;
         }
         return seconds;

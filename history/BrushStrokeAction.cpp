@@ -108,7 +108,8 @@ void BrushStrokeAction::fixOldPoints(int32_t formatIndex) {
             if (i > 0) {
                 const float dx = points_[i]->x - points_[i - 1]->x;
                 const float dy = points_[i]->y - points_[i - 1]->y;
-                if (dx != 0.0f || dy != 0.0f) a = static_cast<float>(std::atan2(dy, dx) * math::kDegreesPerRadianExact);
+                if (dx != 0.0f || dy != 0.0f)
+                    a = static_cast<float>(std::atan2(dy, dx) * math::kDegreesPerRadianExact);
             }
             points_[i]->angle = a;
         }

@@ -92,7 +92,7 @@ bool BinaryReader::needSlow(std::size_t n) {
     const std::size_t keep = data_.size() - pos_;
     if (buffer_.size() < n) {
         std::vector<uint8_t> bigger(n);
-        std::memcpy(bigger.data(), data_.data() + pos_, keep);
+        if (keep > 0) std::memcpy(bigger.data(), data_.data() + pos_, keep);
         buffer_.swap(bigger);
     } else if (keep > 0) {
         std::memmove(buffer_.data(), data_.data() + pos_, keep);
@@ -122,7 +122,7 @@ bool BinaryReader::raw(std::span<uint8_t> out) {
         return true;
     }
     // Beyond the window (streaming only): the rest comes straight from the source.
-    std::memcpy(out.data(), data_.data() + pos_, window);
+    if (window > 0) std::memcpy(out.data(), data_.data() + pos_, window);
     const std::size_t at = position() + window;
     if (!source_->readAt(at, out.data() + window, out.size() - window)) {
         fail("read error at byte " + std::to_string(at));
@@ -156,7 +156,8 @@ bool BinaryReader::skip(std::size_t n) {
 bool BinaryReader::seek(std::size_t position) {
     if (failed_) return false;
     if (position > total_) {
-        fail("seek to " + std::to_string(position) + " beyond the end (" + std::to_string(total_) + " bytes)");
+        fail("seek to " + std::to_string(position) + " beyond the end (" + std::to_string(total_) +
+             " bytes)");
         return false;
     }
     if (position >= base_ && position - base_ <= data_.size()) pos_ = position - base_;

@@ -50,8 +50,8 @@ public:
     }
     void boolean(bool v) { u8(v ? 1 : 0); }
     void u32(uint32_t v) {
-        const uint8_t b[4] = {static_cast<uint8_t>(v), static_cast<uint8_t>(v >> 8), static_cast<uint8_t>(v >> 16),
-                              static_cast<uint8_t>(v >> 24)};
+        const uint8_t b[4] = {static_cast<uint8_t>(v), static_cast<uint8_t>(v >> 8),
+                              static_cast<uint8_t>(v >> 16), static_cast<uint8_t>(v >> 24)};
         put(b, 4);
     }
     void i32(int32_t v) { u32(static_cast<uint32_t>(v)); }
@@ -131,8 +131,8 @@ public:
         out = 0;
         if (!need(4)) return false;
         const uint8_t* p = data_.data() + pos_;
-        out = static_cast<uint32_t>(p[0]) | static_cast<uint32_t>(p[1]) << 8 | static_cast<uint32_t>(p[2]) << 16 |
-              static_cast<uint32_t>(p[3]) << 24;
+        out = static_cast<uint32_t>(p[0]) | static_cast<uint32_t>(p[1]) << 8 |
+              static_cast<uint32_t>(p[2]) << 16 | static_cast<uint32_t>(p[3]) << 24;
         pos_ += 4;
         return true;
     }

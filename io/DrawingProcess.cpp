@@ -139,8 +139,8 @@ LoadResult readActions(io::BinaryReader& in, ActionContext context, ProcessLoadP
 
 } // namespace
 
-LoadResult parseProcess(std::span<const uint8_t> bytes, ActionContext context, const ProcessParseOptions& options,
-                        ProcessContent& out, std::string& reason) {
+LoadResult parseProcess(std::span<const uint8_t> bytes, ActionContext context,
+                        const ProcessParseOptions& options, ProcessContent& out, std::string& reason) {
     io::BinaryReader in(bytes);
     return parseProcess(in, context, options, out, reason);
 }

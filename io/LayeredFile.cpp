@@ -30,8 +30,8 @@ std::size_t pixelBytes(int32_t width, int32_t height) {
 // The body with the layers' pixels asked for one at a time; an empty span
 // is a layer without pixels, stored transparent so the body keeps its length.
 template <class Pixels>
-void writeBody(io::BinaryWriter& out, const std::vector<LayerPixels>& records, int32_t current, std::size_t bytes,
-               Pixels pixelsOf) {
+void writeBody(io::BinaryWriter& out, const std::vector<LayerPixels>& records, int32_t current,
+               std::size_t bytes, Pixels pixelsOf) {
     out.i32(static_cast<int32_t>(records.size()));
     for (const LayerPixels& layer : records) {
         out.boolean(layer.visible);
@@ -73,7 +73,8 @@ void writeLayeredBody(io::BinaryWriter& out, const LayeredPicture& picture) {
 
 void writeLayeredBody(io::BinaryWriter& out, Canvas& canvas, const MultiLayeredImage& layers) {
     std::vector<LayerPixels> records;
-    for (const Layer& layer : layers.layers) records.push_back({layer.visible, layer.opacity, layer.blendMode, {}});
+    for (const Layer& layer : layers.layers)
+        records.push_back({layer.visible, layer.opacity, layer.blendMode, {}});
     std::vector<uint8_t> scratch;
     writeBody(out, records, layers.current, pixelBytes(canvas.width, canvas.height),
               [&](std::size_t i) { return layerPixels(canvas, layers, static_cast<int>(i), scratch); });
