@@ -1,6 +1,8 @@
 // kestrelwing-bench: speed and memory figures as "NAME value unit" lines;
 // where a peer exists its figure and our/peer ratio follow, measured in the
-// same run. `--quick` runs small sizes only, to check that it works.
+// same run. `--quick` runs small sizes only, to check that it works;
+// `--only files` (or dabs, undo, replay) runs one group; files leaves out
+// the batch replay of the generated process.
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -13,7 +15,13 @@
 #include "bench/ImageBench.h"
 
 int main(int argc, char** argv) {
-    const bool quick = argc > 1 && std::strcmp(argv[1], "--quick") == 0;
+    bool quick = false;
+    std::string only;
+    for (int i = 1; i < argc; ++i) {
+        if (std::strcmp(argv[i], "--quick") == 0) quick = true;
+        else if (std::strcmp(argv[i], "--only") == 0 && i + 1 < argc) only = argv[++i];
+    }
+    auto group = [&only](const char* name) { return only.empty() || only == name; };
     std::string error;
     if (!bench::startGl(error)) {
         std::fprintf(stderr, "kestrelwing-bench: no OpenGL context: %s\n", error.c_str());
@@ -21,25 +29,29 @@ int main(int argc, char** argv) {
     }
     bench::figure("machine.cores", std::thread::hardware_concurrency(), "count");
     if (quick) {
-        bench::runDabBenchmarks({8, 32});
-        bench::runStrokeLatency();
-        bench::runCompositeTimes({{1024, 768}});
+        if (group("dabs")) {
+            bench::runDabBenchmarks({8, 32});
+            bench::runStrokeLatency();
+            bench::runCompositeTimes({{1024, 768}});
+        }
         bench::resetPeakResident();
-        bench::runUndoBenchmark(1024, 3);
+        if (group("undo")) bench::runUndoBenchmark(1024, 3);
         bench::resetPeakResident();
-        bench::runReplayAndProcessFiles(512, 500);
+        if (group("files") || group("replay")) bench::runReplayAndProcessFiles(512, 500, group("replay"));
         bench::resetPeakResident();
-        bench::runLayeredFile(512, 3);
+        if (group("files")) bench::runLayeredFile(512, 3);
     } else {
-        bench::runDabBenchmarks({8, 32, 128, 512});
-        bench::runStrokeLatency();
-        bench::runCompositeTimes({{1024, 768}, {4096, 4096}, {8192, 8192}});
+        if (group("dabs")) {
+            bench::runDabBenchmarks({8, 32, 128, 512});
+            bench::runStrokeLatency();
+            bench::runCompositeTimes({{1024, 768}, {4096, 4096}, {8192, 8192}});
+        }
         bench::resetPeakResident();
-        bench::runUndoBenchmark(4096, 5);
+        if (group("undo")) bench::runUndoBenchmark(4096, 5);
         bench::resetPeakResident();
-        bench::runReplayAndProcessFiles(2048, 10000);
+        if (group("files") || group("replay")) bench::runReplayAndProcessFiles(2048, 10000, group("replay"));
         bench::resetPeakResident();
-        bench::runLayeredFile(4096, 10);
+        if (group("files")) bench::runLayeredFile(4096, 10);
     }
     bench::runImageOpen(quick ? 1024 : 6000, quick ? 768 : 4000);
 

@@ -1,10 +1,15 @@
 #include "brush/Brush.h"
 
+#include <algorithm>
+#include <cmath>
 #include <cstring>
+#include <string>
+#include <utility>
 #include <string_view>
 #include <type_traits>
 
 #include "io/BinaryStream.h"
+#include "io/ProcessFormat.h"
 
 namespace {
 
@@ -27,7 +32,7 @@ constexpr BrushField kBrushFields[] = {
     {"colorJitterS", &Brush::colorJitterS, 0.2, false, 0, true, true, 0, 1},
     {"colorJitterV", &Brush::colorJitterV, 0.2, false, 0, true, true, 0, 1},
     {"mode", &Brush::mode, kBrushModePaint, true, 0, false, false, 0, 0},
-    {"spacing", &Brush::spacing, 0.0625, true, 8, true, true, 0.015625, 5},
+    {"spacing", &Brush::spacing, 0.0625, true, 8, true, true, kBrushMinSpacing, kBrushMaxSpacing},
     {"antialias", &Brush::antialias, 0, true, 8, false, false, 0, 0},
 };
 
@@ -107,6 +112,21 @@ bool Brush::read(io::BinaryReader& in) {
     }
     if (in.formatIndex < kBrushAdditiveBeforeFormat) b.flags |= kBrushFlagAdditiveStroke;
     if (in.failed()) return false;
+    // A value that is not a number has no sensible meaning: the file is
+    // damaged. Values beyond what the program ever stores are clamped to
+    // its own limits, so that a hostile record cannot ask a replay for dabs
+    // of absurd size or a stroke of billions of dabs.
+    for (const auto& [name, value] : {std::pair{"opacity", b.opacity}, std::pair{"hardness", b.hardness},
+                                      std::pair{"spacing", b.spacing}}) {
+        if (!std::isfinite(value)) {
+            in.fail(std::string("brush ") + name + " is not a number");
+            return false;
+        }
+    }
+    b.size = std::clamp(b.size, 1, kwformat::kMaxBrushSize);
+    b.opacity = std::clamp(b.opacity, 0.0f, 1.0f);
+    b.hardness = std::clamp(b.hardness, 0.0f, 1.0f);
+    b.spacing = std::clamp(b.spacing, kBrushMinSpacing, kBrushMaxSpacing);
     *this = b;
     return true;
 }

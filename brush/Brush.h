@@ -29,6 +29,9 @@ inline constexpr int32_t kBrushCurrentFormat = 22;
 inline constexpr int32_t kBrushAdditiveBeforeFormat = 18;
 // Below this index the tip is a single "textured" byte instead of tipIndex.
 inline constexpr int32_t kBrushTipIndexSinceFormat = 6;
+// The range of spacing the brush dialog offers, in brush sizes.
+inline constexpr float kBrushMinSpacing = 0.015625f;
+inline constexpr float kBrushMaxSpacing = 5.0f;
 
 struct Brush {
     int32_t size = 5;                 // diameter in canvas pixels
@@ -57,7 +60,9 @@ struct Brush {
     // The stored settings record, always in the current layout.
     void write(io::BinaryWriter& out) const;
     // Reads the record in the layout of in.formatIndex. On a short or damaged
-    // record returns false, marks the reader failed and leaves *this as it was.
+    // record (opacity, hardness or spacing not a number) returns false, marks
+    // the reader failed and leaves *this as it was. Size, opacity, hardness and
+    // spacing beyond the program's own ranges are clamped to them.
     bool read(io::BinaryReader& in);
 
     bool operator==(const Brush&) const = default;

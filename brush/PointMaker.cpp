@@ -5,13 +5,12 @@
 
 #include "brush/Brush.h"
 #include "brush/StrokePoint.h"
+#include "core/Math.h"
 #include "platform/Random.h"
 
 namespace brush {
 
 namespace {
-
-constexpr double kDegreesPerRadian = 57.29577951308232;
 
 // r * width / 32767 - width / 2: a value spread evenly over the width.
 double spread(int r, double width) { return r * width / 32767.0 - width * 0.5; }
@@ -56,7 +55,7 @@ void mirrorCopies(const BrushStrokePoint& source, const MirrorSettings& mirror,
     const int32_t n = std::max<int32_t>(1, mirror.repetitions);
     const float radius = std::sqrt(dx * dx + dy * dy);
     const float stepAngle = 6.2831855f / static_cast<float>(n);
-    const double stepDegrees = stepAngle * kDegreesPerRadian;
+    const double stepDegrees = stepAngle * math::kDegreesPerRadianExact;
     const float a0 = std::atan2(dy, dx);
     for (int32_t k = 1; k <= n; ++k) {
         auto p = source.clone();

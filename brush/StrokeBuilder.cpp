@@ -169,7 +169,7 @@ void StrokeBuilder::placeDabs(const std::vector<math::Vec2>& positions, const st
             // Across the direction of travel, within +-scattering dab sizes.
             const int r = kwRand();
             const double offset = scatterSize * (r * 2.0 * scattering / 32767.0 - scattering);
-            const double radians = a / kDegreesPerRadianExact;
+            const double radians = a / math::kDegreesPerRadianExact;
             position.x = static_cast<float>(position.x + -std::sin(radians) * offset);
             position.y = static_cast<float>(position.y + std::cos(radians) * offset);
         }

@@ -70,7 +70,7 @@ float curvePositions(const StrokeSample& a, const StrokeSample& b, const StrokeS
 
 double directionDegrees(math::Vec2 direction) {
     return std::atan2(static_cast<double>(direction.y), static_cast<double>(direction.x)) *
-           kDegreesPerRadianExact;
+           math::kDegreesPerRadianExact;
 }
 
 math::Vec2 normalizedOrZero(math::Vec2 v) {

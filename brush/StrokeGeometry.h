@@ -9,8 +9,6 @@ struct Brush;
 
 namespace brush {
 
-inline constexpr double kDegreesPerRadianExact = 57.29577951308232;
-
 // One input sample in the window of the stroke in progress; never stored.
 struct StrokeSample {
     math::Vec2 position;

@@ -1,5 +1,8 @@
 #include "brush/StrokePoint.h"
 
+#include <algorithm>
+#include <cmath>
+
 #include "io/BinaryStream.h"
 
 namespace {
@@ -36,6 +39,19 @@ void BrushStrokePoint::read(io::BinaryReader& in) {
     if (in.formatIndex >= kPointAngleSinceFormat) in.f32(angle);
     mirrored = false;
     if (in.formatIndex >= kPointMirroredSinceFormat) in.boolean(mirrored);
+    checkRead(in);
+}
+
+void BrushStrokePoint::checkRead(io::BinaryReader& in) {
+    if (!std::isfinite(x) || !std::isfinite(y) || !std::isfinite(sizeFactor) || !std::isfinite(flowFactor) ||
+        !std::isfinite(angle)) {
+        in.fail("stroke point is not a number");
+        return;
+    }
+    // Pressure and jitter give factors from 0 to 1; larger ones only come
+    // from a hostile file and would ask for dabs far beyond any canvas.
+    sizeFactor = std::clamp(sizeFactor, 0.0f, kMaxPointFactor);
+    flowFactor = std::clamp(flowFactor, 0.0f, kMaxPointFactor);
 }
 
 std::size_t BrushStrokePoint::storedSize(int32_t formatIndex) {
@@ -65,6 +81,7 @@ void BrushStrokeColorPoint::read(io::BinaryReader& in) {
     in.f32(g);
     in.f32(b);
     mirrored = false;
+    checkRead(in);
 }
 
 std::size_t BrushStrokeColorPoint::storedSize(int32_t formatIndex) {

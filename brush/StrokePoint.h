@@ -18,6 +18,8 @@ class BinaryWriter;
 inline constexpr int32_t kPointAngleSinceFormat = 14;       // angle; colour points exist
 inline constexpr int32_t kPointMirroredSinceFormat = 16;    // mirrored byte
 inline constexpr int32_t kPointTwoFactorsSinceFormat = 19;  // size and flow apart
+// Read factors are clamped to 0..this (the program stores 0..1).
+inline constexpr float kMaxPointFactor = 4.0f;
 
 class BrushStrokePoint : public math::Vec2 {
 public:
@@ -49,6 +51,11 @@ public:
     virtual void read(io::BinaryReader& in);
     // Bytes of one stored record at the given format index.
     static std::size_t storedSize(int32_t formatIndex);
+
+protected:
+    // After a read: a value that is not a number fails the reader; factors
+    // beyond kMaxPointFactor are clamped.
+    void checkRead(io::BinaryReader& in);
 };
 
 class BrushStrokeColorPoint : public BrushStrokePoint {

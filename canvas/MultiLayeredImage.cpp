@@ -8,6 +8,7 @@
 #include "canvas/GlPixels.h"
 #include "canvas/Projection.h"
 #include "canvas/Shaders.h"
+#include "io/ProcessFormat.h"
 
 // ---- Layer -----------------------------------------------------------------
 
@@ -165,13 +166,18 @@ void mirrorRows(std::vector<uint8_t>& pixels, int width, int height) {
     }
 }
 
-void newLayer(Canvas& canvas, MultiLayeredImage& layers) {
+bool newLayer(Canvas& canvas, MultiLayeredImage& layers) {
+    if (layers.count() >= kwformat::kMaxLayers) {
+        std::fprintf(stderr, "New layer ignored: a picture holds at most %d layers.\n", kwformat::kMaxLayers);
+        return false;
+    }
     canvas.clearPendingDabs();
     canvas.saveCurrentLayer(layers);
     layers.appendLayer();
     layers.current = layers.count() - 1;
     canvas.clearCurrentSurface(0, 0, 0, 0);
     canvas.clearStrokeBuffer();
+    return true;
 }
 
 bool changeLayer(Canvas& canvas, MultiLayeredImage& layers, int index) {

@@ -89,7 +89,8 @@ public:
 namespace layerops {
 
 // Stores the current layer, appends a transparent layer on top, makes it current.
-void newLayer(Canvas& canvas, MultiLayeredImage& layers);
+// False (and nothing added) at the layer limit, kwformat::kMaxLayers.
+bool newLayer(Canvas& canvas, MultiLayeredImage& layers);
 // Stores the current layer and loads layer `index` into the surface.
 // An index outside the list changes nothing and returns false.
 bool changeLayer(Canvas& canvas, MultiLayeredImage& layers, int index);

@@ -13,6 +13,7 @@
 #include "history/History.h"
 #include "history/LayerListAction.h"
 #include "history/LayerPropertyAction.h"
+#include "io/ProcessFormat.h"
 #include "tools/Tool.h"
 
 namespace commands {
@@ -47,6 +48,10 @@ void addAndExecute(PaintingApplication& app, std::unique_ptr<HistoryAction> acti
 } // namespace
 
 int addNewLayer(PaintingApplication& app) {
+    if (app.layers->count() >= kwformat::kMaxLayers) {
+        app.showMessage("at most %d layers", kwformat::kMaxLayers);
+        return 1;
+    }
     addAndExecute(app, std::make_unique<NewLayerAction>(*app.canvas, *app.layers));
     app.showMessage("new layer");
     return 1;

@@ -43,7 +43,10 @@ template <typename T> struct Vecnt<3, T> {
 using Vec2 = Vecnt<2, float>;
 using Vec3 = Vecnt<3, float>;
 
-// Degrees <-> radians as the stored actions and the interface use them.
+// Degrees <-> radians. The float is what the camera, the rotation tool and
+// the widgets use; the double is what stroke geometry and stored stroke angles
+// are computed with. Both stay: each gives the angles its users were made with.
 inline constexpr float kDegreesPerRadian = 57.29578f;
+inline constexpr double kDegreesPerRadianExact = 57.29577951308232;
 
 } // namespace math

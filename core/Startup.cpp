@@ -188,11 +188,8 @@ bool openFile(const std::string& path, const WaitFunction& wait) {
 void makeBlankImage(int width, int height) {
     // A transparent picture over the checkerboard, with an empty history that
     // starts from this size.
-    gHistory.freeSnapshots();
+    gHistory.resetForNewPicture(width, height);
     gCanvas.resize(width, height, gLayers);
-    gHistory.initialWidth = width;
-    gHistory.initialHeight = height;
-    gHistory.clear();
     for (auto& tool : gPainter.tools) tool->onCanvasCreated(width, height);
     gCanvas.clearCurrentSurface(0, 0, 0, 0);
     gCanvas.clearStrokeBuffer();

@@ -1,15 +1,16 @@
 #include "history/BrushStrokeAction.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 
+#include "core/Math.h"
 #include "io/BinaryStream.h"
 
 namespace {
 
 DabSink* gDabSink = nullptr;
 
-constexpr double kDegreesPerRadian = 57.29577951308232;
 // The oldest stroke record: 4 ignored bytes, then x, y, r, g, b, pressure.
 constexpr std::size_t kOldPointBytes = 28;
 
@@ -107,7 +108,8 @@ void BrushStrokeAction::fixOldPoints(int32_t formatIndex) {
             if (i > 0) {
                 const float dx = points_[i]->x - points_[i - 1]->x;
                 const float dy = points_[i]->y - points_[i - 1]->y;
-                if (dx != 0.0f || dy != 0.0f) a = static_cast<float>(std::atan2(dy, dx) * kDegreesPerRadian);
+                if (dx != 0.0f || dy != 0.0f)
+                    a = static_cast<float>(std::atan2(dy, dx) * math::kDegreesPerRadianExact);
             }
             points_[i]->angle = a;
         }
@@ -161,6 +163,11 @@ std::unique_ptr<BrushStrokeAction> readOldStroke(io::BinaryReader& in, Brush& cu
         in.f32(c.b);
         in.f32(pressure);
         if (in.failed()) return nullptr;
+        if (!std::isfinite(x) || !std::isfinite(y) || !std::isfinite(pressure)) {
+            in.fail("stroke point is not a number");
+            return nullptr;
+        }
+        pressure = std::clamp(pressure, 0.0f, kMaxPointFactor);
         if (!action) action = std::make_unique<BrushStrokeAction>(currentBrush, c);
         action->appendPoint(std::make_unique<BrushStrokePoint>(
             math::Vec2{x, y}, currentBrush.SizeFollowsPressure ? pressure : 1.0f,

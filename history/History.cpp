@@ -189,6 +189,14 @@ void History::freeSnapshots() {
     for (Layer& layer : layers_.layers) layer.markChanged();
 }
 
+void History::resetForNewPicture(int32_t width, int32_t height) {
+    clear();
+    redoList.clear();
+    freeSnapshots();
+    initialWidth = width;
+    initialHeight = height;
+}
+
 bool History::reinitialize(int32_t width, int32_t height) {
     if (!canvas_) return false;
     const int32_t maxSide = maximumCanvasSide();

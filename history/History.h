@@ -64,6 +64,9 @@ public:
     void settleAfterLoad();
     // Frees both slots' pixels; both become empty (actionIndex 0).
     void freeSnapshots();
+    // Before a new picture replaces the open one (load, blank image): no
+    // actions, no redo list, no snapshots, and the given initial size.
+    void resetForNewPicture(int32_t width, int32_t height);
 
     const std::vector<std::unique_ptr<HistoryAction>>& actions() const { return actions_; }
     HistoryAction* lastAction() { return actions_.empty() ? nullptr : actions_.back().get(); }

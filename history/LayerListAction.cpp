@@ -7,10 +7,7 @@
 #include "history/LayerPropertyAction.h"
 #include "io/BinaryStream.h"
 
-bool NewLayerAction::execute() {
-    layerops::newLayer(canvas_, layers_);
-    return true;
-}
+bool NewLayerAction::execute() { return layerops::newLayer(canvas_, layers_); }
 
 bool LayerChangeAction::execute() {
     layerops::changeLayer(canvas_, layers_, target_);

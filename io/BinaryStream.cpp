@@ -1,80 +1,135 @@
 #include "io/BinaryStream.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
 #include <bit>
+#include <cerrno>
 #include <cstring>
 #include <fstream>
 
 namespace io {
 
-void BinaryWriter::u32(uint32_t v) {
-    for (int i = 0; i < 4; ++i) bytes_.push_back(static_cast<uint8_t>(v >> (8 * i)));
+BinaryWriter::BinaryWriter(ByteSink& sink, std::size_t bufferBytes)
+    : bytes_(std::max<std::size_t>(bufferBytes, 1)), sink_(&sink), limit_(bytes_.size()) {}
+
+void BinaryWriter::makeRoom(std::size_t n) {
+    if (sink_) {
+        flush();
+        if (bytes_.size() < n) bytes_.resize(n);
+        return;
+    }
+    bytes_.resize(std::max(used_ + n, bytes_.size() * 2 + 256));
+}
+
+void BinaryWriter::reserve(std::size_t n) {
+    if (sink_ || used_ + n <= bytes_.size()) return;
+    bytes_.reserve(used_ + n);
+    bytes_.resize(bytes_.capacity());
 }
 
 void BinaryWriter::f32(float v) { u32(std::bit_cast<uint32_t>(v)); }
 
-void BinaryWriter::text(const std::string& s) {
-    bytes_.insert(bytes_.end(), s.begin(), s.end());
+void BinaryWriter::raw(std::span<const uint8_t> data) {
+    if (sink_ && data.size() >= limit_ / 2) {
+        // Large blocks (layer pixels) go out as they are, without a copy.
+        flush();
+        if (!failed_ && !data.empty() && !sink_->write(data.data(), data.size())) failed_ = true;
+        flushed_ += data.size();
+        return;
+    }
+    if (!data.empty()) put(data.data(), data.size());
 }
+
+void BinaryWriter::zeros(std::size_t n) {
+    static const uint8_t kZeros[64 * 1024] = {};
+    while (n > 0) {
+        const std::size_t part = std::min(n, sizeof kZeros);
+        raw(std::span(kZeros, part));
+        n -= part;
+    }
+}
+
+void BinaryWriter::text(const std::string& s) {
+    raw(std::span(reinterpret_cast<const uint8_t*>(s.data()), s.size()));
+}
+
+bool BinaryWriter::flush() {
+    if (!sink_) return !failed_;
+    if (used_ > 0 && !failed_ && !sink_->write(bytes_.data(), used_)) failed_ = true;
+    flushed_ += used_;
+    used_ = 0;
+    return !failed_;
+}
+
+BinaryReader::BinaryReader(ByteSource& source, std::size_t bufferBytes)
+    : total_(source.size()), source_(&source), buffer_(std::max<std::size_t>(bufferBytes, 1)) {}
 
 void BinaryReader::fail(const std::string& reason) {
     if (!failed_) error_ = reason;
     failed_ = true;
 }
 
-bool BinaryReader::need(std::size_t n) {
+void BinaryReader::dropWindow(std::size_t offset) {
+    base_ = offset;
+    pos_ = 0;
+    data_ = {};
+}
+
+bool BinaryReader::needSlow(std::size_t n) {
     if (failed_) return false;
-    if (n > data_.size() - pos_) {
-        fail("unexpected end of data at byte " + std::to_string(pos_) + " (wanted " +
-             std::to_string(n) + ", " + std::to_string(data_.size() - pos_) + " left)");
+    const std::size_t at = position();
+    if (n > total_ - at) {
+        fail("unexpected end of data at byte " + std::to_string(at) + " (wanted " + std::to_string(n) + ", " +
+             std::to_string(total_ - at) + " left)");
         return false;
     }
+    if (!source_) return true; // in memory the window is the whole data
+    // Refill: the unread rest of the window moves to the front of the buffer.
+    const std::size_t keep = data_.size() - pos_;
+    if (buffer_.size() < n) {
+        std::vector<uint8_t> bigger(n);
+        if (keep > 0) std::memcpy(bigger.data(), data_.data() + pos_, keep);
+        buffer_.swap(bigger);
+    } else if (keep > 0) {
+        std::memmove(buffer_.data(), data_.data() + pos_, keep);
+    }
+    const std::size_t fetch = std::min(buffer_.size() - keep, total_ - at - keep);
+    if (!source_->readAt(at + keep, buffer_.data() + keep, fetch)) {
+        fail("read error at byte " + std::to_string(at + keep));
+        return false;
+    }
+    base_ = at;
+    pos_ = 0;
+    data_ = std::span<const uint8_t>(buffer_.data(), keep + fetch);
     return true;
-}
-
-bool BinaryReader::u8(uint8_t& out) {
-    out = 0;
-    if (!need(1)) return false;
-    out = data_[pos_++];
-    return true;
-}
-
-bool BinaryReader::boolean(bool& out) {
-    uint8_t b = 0;
-    bool ok = u8(b);
-    out = b != 0;
-    return ok;
-}
-
-bool BinaryReader::u32(uint32_t& out) {
-    out = 0;
-    if (!need(4)) return false;
-    for (int i = 0; i < 4; ++i) out |= static_cast<uint32_t>(data_[pos_ + i]) << (8 * i);
-    pos_ += 4;
-    return true;
-}
-
-bool BinaryReader::i32(int32_t& out) {
-    uint32_t u = 0;
-    bool ok = u32(u);
-    out = static_cast<int32_t>(u);
-    return ok;
-}
-
-bool BinaryReader::f32(float& out) {
-    uint32_t u = 0;
-    bool ok = u32(u);
-    out = std::bit_cast<float>(u);
-    return ok;
 }
 
 bool BinaryReader::raw(std::span<uint8_t> out) {
     if (out.empty()) return !failed();
-    if (!need(out.size())) {
+    const std::size_t window = data_.size() - pos_;
+    if (failed_ || out.size() > remaining()) {
+        if (!failed_) need(out.size()); // fails with the reason
         std::memset(out.data(), 0, out.size());
         return false;
     }
-    std::memcpy(out.data(), data_.data() + pos_, out.size());
-    pos_ += out.size();
+    if (out.size() <= window) {
+        std::memcpy(out.data(), data_.data() + pos_, out.size());
+        pos_ += out.size();
+        return true;
+    }
+    // Beyond the window (streaming only): the rest comes straight from the source.
+    if (window > 0) std::memcpy(out.data(), data_.data() + pos_, window);
+    const std::size_t at = position() + window;
+    if (!source_->readAt(at, out.data() + window, out.size() - window)) {
+        fail("read error at byte " + std::to_string(at));
+        std::memset(out.data(), 0, out.size());
+        return false;
+    }
+    dropWindow(at + out.size() - window);
     return true;
 }
 
@@ -84,26 +139,29 @@ bool BinaryReader::text(int32_t n, std::string& out) {
         fail("negative text length " + std::to_string(n));
         return false;
     }
-    if (!need(static_cast<std::size_t>(n))) return false;
-    out.assign(reinterpret_cast<const char*>(data_.data() + pos_), static_cast<std::size_t>(n));
-    pos_ += static_cast<std::size_t>(n);
-    return true;
+    if (static_cast<std::size_t>(n) > remaining()) return need(static_cast<std::size_t>(n));
+    out.resize(static_cast<std::size_t>(n));
+    if (raw(std::span(reinterpret_cast<uint8_t*>(out.data()), out.size()))) return true;
+    out.clear();
+    return false;
 }
 
 bool BinaryReader::skip(std::size_t n) {
-    if (!need(n)) return false;
-    pos_ += n;
+    if (failed_ || n > remaining()) return need(n);
+    if (n <= data_.size() - pos_) pos_ += n;
+    else dropWindow(position() + n);
     return true;
 }
 
 bool BinaryReader::seek(std::size_t position) {
     if (failed_) return false;
-    if (position > data_.size()) {
-        fail("seek to " + std::to_string(position) + " beyond the end (" +
-             std::to_string(data_.size()) + " bytes)");
+    if (position > total_) {
+        fail("seek to " + std::to_string(position) + " beyond the end (" + std::to_string(total_) +
+             " bytes)");
         return false;
     }
-    pos_ = position;
+    if (position >= base_ && position - base_ <= data_.size()) pos_ = position - base_;
+    else dropWindow(position);
     return true;
 }
 
@@ -119,6 +177,99 @@ bool BinaryReader::checkCount(int32_t count, std::size_t minRecordBytes) {
         return false;
     }
     return true;
+}
+
+FileSource::~FileSource() {
+    if (fd_ >= 0) ::close(fd_);
+}
+
+bool FileSource::open(const std::string& path, std::string& error) {
+    if (fd_ >= 0) ::close(fd_);
+    size_ = 0;
+    fd_ = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    struct stat info {};
+    if (fd_ < 0 || ::fstat(fd_, &info) != 0 || !S_ISREG(info.st_mode)) {
+        error = "cannot open " + path + (fd_ < 0 ? std::string(": ") + std::strerror(errno) : std::string());
+        if (fd_ >= 0) ::close(fd_);
+        fd_ = -1;
+        return false;
+    }
+    size_ = static_cast<std::size_t>(info.st_size);
+    return true;
+}
+
+bool FileSource::readAt(std::size_t offset, uint8_t* out, std::size_t n) {
+    while (n > 0) {
+        const ssize_t got = ::pread(fd_, out, n, static_cast<off_t>(offset));
+        if (got < 0 && errno == EINTR) continue;
+        if (got <= 0) return false;
+        out += got;
+        offset += static_cast<std::size_t>(got);
+        n -= static_cast<std::size_t>(got);
+    }
+    return true;
+}
+
+AtomicFileSink::~AtomicFileSink() { discard(); }
+
+bool AtomicFileSink::open(const std::string& path) {
+    discard();
+    path_ = path;
+    error_.clear();
+    // Beside the target, so that the rename stays on one file system.
+    static std::atomic<unsigned> counter{0};
+    for (int attempt = 0; attempt < 100 && fd_ < 0; ++attempt) {
+        temporary_ = path + ".part" + std::to_string(::getpid()) + "-" + std::to_string(counter++);
+        fd_ = ::open(temporary_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+        if (fd_ < 0 && errno != EEXIST) break;
+    }
+    if (fd_ < 0) {
+        error_ = "cannot create " + temporary_ + ": " + std::strerror(errno);
+        temporary_.clear();
+        return false;
+    }
+    return true;
+}
+
+bool AtomicFileSink::write(const uint8_t* data, std::size_t n) {
+    if (fd_ < 0 || !error_.empty()) return false;
+    while (n > 0) {
+        const ssize_t done = ::write(fd_, data, n);
+        if (done < 0 && errno == EINTR) continue;
+        if (done <= 0) {
+            error_ = "cannot write " + path_ + ": " + std::strerror(done < 0 ? errno : ENOSPC);
+            return false;
+        }
+        data += done;
+        n -= static_cast<std::size_t>(done);
+    }
+    return true;
+}
+
+bool AtomicFileSink::commit() {
+    if (fd_ < 0) {
+        if (error_.empty()) error_ = "no file open for " + path_;
+        return false;
+    }
+    if (error_.empty() && ::close(fd_) != 0) error_ = "cannot write " + path_ + ": " + std::strerror(errno);
+    else if (!error_.empty()) ::close(fd_);
+    fd_ = -1;
+    if (error_.empty() && ::rename(temporary_.c_str(), path_.c_str()) != 0)
+        error_ = "cannot replace " + path_ + ": " + std::strerror(errno);
+    if (!error_.empty()) {
+        ::unlink(temporary_.c_str());
+        temporary_.clear();
+        return false;
+    }
+    temporary_.clear();
+    return true;
+}
+
+void AtomicFileSink::discard() {
+    if (fd_ >= 0) ::close(fd_);
+    fd_ = -1;
+    if (!temporary_.empty()) ::unlink(temporary_.c_str());
+    temporary_.clear();
 }
 
 bool readWholeFile(const std::string& path, std::vector<uint8_t>& out, std::string& error,

@@ -7,58 +7,155 @@
 // left. The first failure is sticky: later reads return false and give
 // zeros, so a record reader may read on and test `failed()` once at the end.
 // Damaged or hostile files therefore end in a message, never past the end.
+#include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <span>
 #include <string>
 #include <vector>
 
 namespace io {
 
+// Where a streaming BinaryWriter sends its bytes.
+class ByteSink {
+public:
+    virtual ~ByteSink() = default;
+    // False on a write error; the writer then stops writing.
+    virtual bool write(const uint8_t* data, std::size_t n) = 0;
+};
+
+// Random-access bytes for a streaming BinaryReader (a file, read with pread).
+class ByteSource {
+public:
+    virtual ~ByteSource() = default;
+    virtual std::size_t size() const = 0;
+    // Exactly n bytes at offset; false on a read error or a short read.
+    virtual bool readAt(std::size_t offset, uint8_t* out, std::size_t n) = 0;
+};
+
 class BinaryWriter {
 public:
-    void u8(uint8_t v) { bytes_.push_back(v); }
-    void boolean(bool v) { bytes_.push_back(v ? 1 : 0); }
-    void u32(uint32_t v);
+    // Collects the bytes in memory (bytes(), take()).
+    BinaryWriter() = default;
+    // Streams to the sink through a buffer of about bufferBytes; large raw
+    // blocks go to the sink directly. Call flush() at the end.
+    explicit BinaryWriter(ByteSink& sink, std::size_t bufferBytes = std::size_t(1) << 20);
+    BinaryWriter(const BinaryWriter&) = delete;
+    BinaryWriter& operator=(const BinaryWriter&) = delete;
+
+    void u8(uint8_t v) {
+        if (used_ == bytes_.size()) makeRoom(1);
+        bytes_[used_++] = v;
+    }
+    void boolean(bool v) { u8(v ? 1 : 0); }
+    void u32(uint32_t v) {
+        const uint8_t b[4] = {static_cast<uint8_t>(v), static_cast<uint8_t>(v >> 8),
+                              static_cast<uint8_t>(v >> 16), static_cast<uint8_t>(v >> 24)};
+        put(b, 4);
+    }
     void i32(int32_t v) { u32(static_cast<uint32_t>(v)); }
     void f32(float v);
-    void raw(std::span<const uint8_t> data) { bytes_.insert(bytes_.end(), data.begin(), data.end()); }
-    // Room for n more bytes, so large bodies are not copied as the buffer grows.
-    void reserve(std::size_t n) { bytes_.reserve(bytes_.size() + n); }
+    void raw(std::span<const uint8_t> data);
+    // n zero bytes.
+    void zeros(std::size_t n);
+    // Room for n more bytes, so large bodies are not copied as the buffer
+    // grows; nothing to do when streaming.
+    void reserve(std::size_t n);
     // The bytes of the text without a terminator.
     void text(const std::string& s);
 
-    const std::vector<uint8_t>& bytes() const { return bytes_; }
-    std::vector<uint8_t> take() { return std::move(bytes_); }
-    std::size_t size() const { return bytes_.size(); }
+    // Sends what is buffered to the sink. False once any write failed.
+    bool flush();
+    bool failed() const { return failed_; }
+
+    // In memory: everything written. Streaming: what is not yet flushed.
+    const std::vector<uint8_t>& bytes() const {
+        bytes_.resize(used_);
+        return bytes_;
+    }
+    std::vector<uint8_t> take() {
+        bytes_.resize(used_);
+        used_ = 0;
+        return std::move(bytes_);
+    }
+    // Bytes written so far, flushed or not.
+    std::size_t size() const { return flushed_ + used_; }
 
 private:
-    std::vector<uint8_t> bytes_;
+    void put(const uint8_t* data, std::size_t n) {
+        if (n > bytes_.size() - used_) makeRoom(n);
+        std::memcpy(bytes_.data() + used_, data, n);
+        used_ += n;
+    }
+    // Flushes (streaming) or grows (in memory) so that n more bytes fit.
+    void makeRoom(std::size_t n);
+
+    // bytes_[0, used_) is written; the rest of bytes_ is room to write into.
+    mutable std::vector<uint8_t> bytes_;
+    std::size_t used_ = 0;
+    ByteSink* sink_ = nullptr;
+    std::size_t limit_ = 0;
+    std::size_t flushed_ = 0;
+    bool failed_ = false;
 };
 
 class BinaryReader {
 public:
     BinaryReader() = default;
-    explicit BinaryReader(std::span<const uint8_t> data) : data_(data) {}
+    explicit BinaryReader(std::span<const uint8_t> data) : data_(data), total_(data.size()) {}
+    // Reads the source through a window of about bufferBytes; large raw
+    // reads go from the source straight into their destination.
+    explicit BinaryReader(ByteSource& source, std::size_t bufferBytes = std::size_t(1) << 20);
+    BinaryReader(const BinaryReader&) = delete;
+    BinaryReader& operator=(const BinaryReader&) = delete;
 
     // Format indices of the file being read (0 when unknown); record readers
     // gate their fields on them.
     int32_t formatIndex = 0;
     int32_t layerFormatIndex = 0;
 
-    bool u8(uint8_t& out);
-    bool boolean(bool& out);
-    bool u32(uint32_t& out);
-    bool i32(int32_t& out);
-    bool f32(float& out);
+    bool u8(uint8_t& out) {
+        out = 0;
+        if (!need(1)) return false;
+        out = data_[pos_++];
+        return true;
+    }
+    bool boolean(bool& out) {
+        uint8_t b = 0;
+        const bool ok = u8(b);
+        out = b != 0;
+        return ok;
+    }
+    bool u32(uint32_t& out) {
+        out = 0;
+        if (!need(4)) return false;
+        const uint8_t* p = data_.data() + pos_;
+        out = static_cast<uint32_t>(p[0]) | static_cast<uint32_t>(p[1]) << 8 |
+              static_cast<uint32_t>(p[2]) << 16 | static_cast<uint32_t>(p[3]) << 24;
+        pos_ += 4;
+        return true;
+    }
+    bool i32(int32_t& out) {
+        uint32_t u = 0;
+        const bool ok = u32(u);
+        out = static_cast<int32_t>(u);
+        return ok;
+    }
+    bool f32(float& out) {
+        uint32_t u = 0;
+        const bool ok = u32(u);
+        out = std::bit_cast<float>(u);
+        return ok;
+    }
     bool raw(std::span<uint8_t> out);
     // Reads n bytes as text; fails if n is negative or beyond the end.
     bool text(int32_t n, std::string& out);
     bool skip(std::size_t n);
     bool seek(std::size_t position);
 
-    std::size_t position() const { return pos_; }
-    std::size_t remaining() const { return failed_ ? 0 : data_.size() - pos_; }
+    std::size_t position() const { return base_ + pos_; }
+    std::size_t remaining() const { return failed_ ? 0 : total_ - position(); }
     bool atEnd() const { return remaining() == 0; }
 
     // A count of records of at least minRecordBytes each that claims more
@@ -72,12 +169,62 @@ public:
     void fail(const std::string& reason);
 
 private:
-    bool need(std::size_t n);
+    bool need(std::size_t n) {
+        if (!failed_ && n <= data_.size() - pos_) return true;
+        return needSlow(n);
+    }
+    bool needSlow(std::size_t n);
+    // Moves the window to start at the absolute offset, empty.
+    void dropWindow(std::size_t offset);
 
-    std::span<const uint8_t> data_;
-    std::size_t pos_ = 0;
+    std::span<const uint8_t> data_; // the whole data, or the window over buffer_
+    std::size_t pos_ = 0;           // in data_
+    std::size_t base_ = 0;          // absolute offset of data_[0]
+    std::size_t total_ = 0;
+    ByteSource* source_ = nullptr;
+    std::vector<uint8_t> buffer_;
     bool failed_ = false;
     std::string error_;
+};
+
+// A file read with pread; the size is taken at open.
+class FileSource : public ByteSource {
+public:
+    FileSource() = default;
+    ~FileSource() override;
+    FileSource(const FileSource&) = delete;
+    FileSource& operator=(const FileSource&) = delete;
+    // False with a reason when it cannot be opened.
+    bool open(const std::string& path, std::string& error);
+    std::size_t size() const override { return size_; }
+    bool readAt(std::size_t offset, uint8_t* out, std::size_t n) override;
+
+private:
+    int fd_ = -1;
+    std::size_t size_ = 0;
+};
+
+// A file written beside its final path under a temporary name and renamed
+// into place by commit(), so that a failed write (a full disk) leaves the
+// file that was there untouched. Dropped without commit(), the temporary
+// file is removed.
+class AtomicFileSink : public ByteSink {
+public:
+    AtomicFileSink() = default;
+    ~AtomicFileSink() override;
+    AtomicFileSink(const AtomicFileSink&) = delete;
+    AtomicFileSink& operator=(const AtomicFileSink&) = delete;
+    bool open(const std::string& path);
+    bool write(const uint8_t* data, std::size_t n) override;
+    // Closes and renames; false (reason in error()) if anything failed.
+    bool commit();
+    const std::string& error() const { return error_; }
+
+private:
+    void discard();
+
+    int fd_ = -1;
+    std::string path_, temporary_, error_;
 };
 
 // Reads a whole file into memory for a BinaryReader. False with a reason

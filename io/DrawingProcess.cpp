@@ -2,7 +2,6 @@
 #include "io/DrawingProcess.h"
 
 #include <cmath>
-#include <fstream>
 
 #include "brush/BrushTips.h"
 #include "io/BinaryStream.h"
@@ -140,10 +139,15 @@ LoadResult readActions(io::BinaryReader& in, ActionContext context, ProcessLoadP
 
 } // namespace
 
-LoadResult parseProcess(std::span<const uint8_t> bytes, ActionContext context, const ProcessParseOptions& options,
+LoadResult parseProcess(std::span<const uint8_t> bytes, ActionContext context,
+                        const ProcessParseOptions& options, ProcessContent& out, std::string& reason) {
+    io::BinaryReader in(bytes);
+    return parseProcess(in, context, options, out, reason);
+}
+
+LoadResult parseProcess(io::BinaryReader& in, ActionContext context, const ProcessParseOptions& options,
                         ProcessContent& out, std::string& reason) {
     out = ProcessContent{};
-    io::BinaryReader in(bytes);
     auto failed = [&](LoadResult r) {
         reason = in.error();
         out.actions.clear();
@@ -188,15 +192,16 @@ LoadResult parseProcess(std::span<const uint8_t> bytes, ActionContext context, c
     return LoadResult::Loaded;
 }
 
-std::vector<uint8_t> encodeProcess(const ProcessSaveInput& input) {
+void writeProcess(io::BinaryWriter& out, const ProcessSaveInput& input) {
     static const std::vector<std::unique_ptr<HistoryAction>> kNone;
     const auto& actions = input.actions ? *input.actions : kNone;
     const std::size_t count = std::min(input.actionCount, actions.size());
     static const LayeredPicture kEmpty;
     const LayeredPicture& layers = input.layers ? *input.layers : kEmpty;
 
-    io::BinaryWriter out;
-    kwformat::writeHeader(out, layers.width, layers.height);
+    const bool bodyWriter = static_cast<bool>(input.writeLayeredBody);
+    kwformat::writeHeader(out, bodyWriter ? input.layersWidth : layers.width,
+                          bodyWriter ? input.layersHeight : layers.height);
     out.i32(input.initialWidth);
     out.i32(input.initialHeight);
 
@@ -229,19 +234,29 @@ std::vector<uint8_t> encodeProcess(const ProcessSaveInput& input) {
         out.i32(actions[i]->type());
         actions[i]->write(out);
     }
-    writeLayeredBody(out, layers);
+    if (bodyWriter) input.writeLayeredBody(out);
+    else writeLayeredBody(out, layers);
+}
+
+std::vector<uint8_t> encodeProcess(const ProcessSaveInput& input) {
+    io::BinaryWriter out;
+    writeProcess(out, input);
     return out.take();
 }
 
 namespace DrawingProcess {
 
-bool save(const std::string& path, const ProcessSaveInput& input) {
-    std::ofstream file(path, std::ios::binary | std::ios::trunc);
-    if (!file) return false;
-    const std::vector<uint8_t> bytes = encodeProcess(input);
-    // A failing stream after the open does not change the result.
-    file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-    return true;
+bool save(const std::string& path, const ProcessSaveInput& input, std::string* error) {
+    io::AtomicFileSink sink;
+    bool ok = sink.open(path);
+    if (ok) {
+        io::BinaryWriter out(sink);
+        writeProcess(out, input);
+        out.flush();
+        ok = sink.commit();
+    }
+    if (!ok && error) *error = sink.error();
+    return ok;
 }
 
 } // namespace DrawingProcess

@@ -9,6 +9,7 @@
 // load leaves the open picture, its history and the tip table untouched.
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -70,6 +71,9 @@ struct ProcessParseOptions {
 // filled), TooNew (header filled) or Aborted.
 LoadResult parseProcess(std::span<const uint8_t> bytes, ActionContext context, const ProcessParseOptions& options,
                         ProcessContent& out, std::string& reason);
+// The same from a reader, e.g. one streaming the file.
+LoadResult parseProcess(io::BinaryReader& in, ActionContext context, const ProcessParseOptions& options,
+                        ProcessContent& out, std::string& reason);
 
 // What a save writes.
 struct ProcessSaveInput {
@@ -78,16 +82,25 @@ struct ProcessSaveInput {
     const LayeredPicture* layers = nullptr;
     int32_t initialWidth = 0, initialHeight = 0;
     const BrushTipTable* tips = nullptr; // may be null: no tip section entries
+    // When set, writes the layered body in place of `layers` (the program
+    // streams it from the canvas one layer at a time); the header then takes
+    // layersWidth x layersHeight.
+    std::function<void(io::BinaryWriter&)> writeLayeredBody;
+    int32_t layersWidth = 0, layersHeight = 0;
 };
 
 // The whole file in memory: header with the layers' size, initial size, the
 // tips used by the strokes (from index 1), the actions, the layered body.
 std::vector<uint8_t> encodeProcess(const ProcessSaveInput& input);
+// The same bytes into a writer (streaming to a file).
+void writeProcess(io::BinaryWriter& out, const ProcessSaveInput& input);
 
 namespace DrawingProcess {
 
-// Writes the file; false only when it cannot be opened.
-bool save(const std::string& path, const ProcessSaveInput& input);
+// Streams the file into a temporary file renamed into place. False, with
+// the reason in *error, when it cannot be written whole; the file that was
+// there is then untouched.
+bool save(const std::string& path, const ProcessSaveInput& input, std::string* error = nullptr);
 
 struct LoadOptions {
     BrushTipTable* tips = nullptr;                 // process tips are replaced on success
@@ -97,6 +110,9 @@ struct LoadOptions {
     // Keeps the program alive while the loader thread works; empty: the
     // whole load runs on the calling thread.
     WaitFunction wait;
+    // The caller's own progress, to follow the load or abort it from
+    // elsewhere; null: the load keeps one of its own.
+    ProcessLoadProgress* progress = nullptr;
 };
 
 // The reader. outVersion gets the file's release (for "requires ..."). On

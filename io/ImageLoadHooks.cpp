@@ -9,11 +9,7 @@
 
 void resetDocumentForImage(int32_t width, int32_t height) {
     // Reset layers, snapshots and history; the canvas is remade next.
-    gHistory.clear();
-    gHistory.redoList.clear();
-    gHistory.freeSnapshots();
-    gHistory.initialWidth = width;
-    gHistory.initialHeight = height;
+    gHistory.resetForNewPicture(width, height);
 }
 
 void onImageLoaded(std::vector<uint8_t> surfacePixels, int32_t width, int32_t height) {

@@ -2,7 +2,8 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <fstream>
+#include <functional>
+#include <span>
 
 #include "canvas/Canvas.h"
 #include "canvas/GlPixels.h"
@@ -26,35 +27,57 @@ std::size_t pixelBytes(int32_t width, int32_t height) {
     return static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 4;
 }
 
-bool writeBytes(const std::string& path, const std::vector<uint8_t>& bytes, bool& opened) {
-    std::ofstream file(path, std::ios::binary | std::ios::trunc);
-    opened = static_cast<bool>(file);
-    if (!opened) return false;
-    file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-    return static_cast<bool>(file);
+// The body with the layers' pixels asked for one at a time; an empty span
+// is a layer without pixels, stored transparent so the body keeps its length.
+template <class Pixels>
+void writeBody(io::BinaryWriter& out, const std::vector<LayerPixels>& records, int32_t current,
+               std::size_t bytes, Pixels pixelsOf) {
+    out.i32(static_cast<int32_t>(records.size()));
+    for (const LayerPixels& layer : records) {
+        out.boolean(layer.visible);
+        out.i32(layer.opacity);
+        out.i32(layer.blendMode);
+    }
+    out.i32(current);
+    for (std::size_t i = 0; i < records.size(); ++i) {
+        const std::span<const uint8_t> pixels = pixelsOf(i);
+        if (pixels.size() == bytes) out.raw(pixels);
+        else out.zeros(bytes);
+    }
+}
+
+// Layer i of the canvas as it stands (see captureLayers); scratch holds
+// pixels read back from the card. Empty for a layer never stored.
+std::span<const uint8_t> layerPixels(Canvas& canvas, const MultiLayeredImage& layers, int i,
+                                     std::vector<uint8_t>& scratch) {
+    const std::size_t bytes = pixelBytes(canvas.width, canvas.height);
+    const Layer& layer = layers.layers[static_cast<std::size_t>(i)];
+    scratch.clear();
+    if (i == layers.current)
+        scratch = readTexture(canvas.currentLayerSurface().textureId, canvas.width, canvas.height);
+    else if (!layer.changedSinceSnapshot && layer.cachedPixels)
+        return std::span(layer.cachedPixels, bytes);
+    else if (layer.textureId != 0)
+        scratch = readTexture(layer.textureId, canvas.width, canvas.height);
+    return scratch;
 }
 
 } // namespace
 
 void writeLayeredBody(io::BinaryWriter& out, const LayeredPicture& picture) {
-    out.reserve(8 + picture.layers.size() * (9 + pixelBytes(picture.width, picture.height)));
-    out.i32(static_cast<int32_t>(picture.layers.size()));
-    for (const LayerPixels& layer : picture.layers) {
-        out.boolean(layer.visible);
-        out.i32(layer.opacity);
-        out.i32(layer.blendMode);
-    }
-    out.i32(picture.current);
     const std::size_t bytes = pixelBytes(picture.width, picture.height);
-    for (const LayerPixels& layer : picture.layers) {
-        if (layer.pixels.size() == bytes) {
-            out.raw(layer.pixels);
-        } else {
-            // A layer without pixels is transparent; the body keeps its length.
-            const std::vector<uint8_t> clear(bytes, 0);
-            out.raw(clear);
-        }
-    }
+    out.reserve(8 + picture.layers.size() * (9 + bytes));
+    writeBody(out, picture.layers, picture.current, bytes,
+              [&](std::size_t i) { return std::span<const uint8_t>(picture.layers[i].pixels); });
+}
+
+void writeLayeredBody(io::BinaryWriter& out, Canvas& canvas, const MultiLayeredImage& layers) {
+    std::vector<LayerPixels> records;
+    for (const Layer& layer : layers.layers)
+        records.push_back({layer.visible, layer.opacity, layer.blendMode, {}});
+    std::vector<uint8_t> scratch;
+    writeBody(out, records, layers.current, pixelBytes(canvas.width, canvas.height),
+              [&](std::size_t i) { return layerPixels(canvas, layers, static_cast<int>(i), scratch); });
 }
 
 bool readLayeredBody(io::BinaryReader& in, int32_t width, int32_t height, LayeredPicture& picture) {
@@ -71,6 +94,11 @@ bool readLayeredBody(io::BinaryReader& in, int32_t width, int32_t height, Layere
     if (!in.checkCount(count, recordBytes + bytes)) return false;
     if (count < 1) {
         in.fail("a layered picture without layers");
+        return false;
+    }
+    if (count > kwformat::kMaxLayers) {
+        in.fail(std::to_string(count) + " layers, more than the " + std::to_string(kwformat::kMaxLayers) +
+                " a picture may hold");
         return false;
     }
     picture.width = width;
@@ -108,16 +136,14 @@ LayeredPicture captureLayers(Canvas& canvas, const MultiLayeredImage& layers) {
     picture.height = canvas.height;
     picture.current = layers.current;
     const std::size_t bytes = pixelBytes(canvas.width, canvas.height);
+    std::vector<uint8_t> scratch;
     for (int i = 0; i < layers.count(); ++i) {
         const Layer& layer = layers.layers[static_cast<std::size_t>(i)];
         LayerPixels out{layer.visible, layer.opacity, layer.blendMode, {}};
-        if (i == layers.current)
-            out.pixels = readTexture(canvas.currentLayerSurface().textureId, canvas.width, canvas.height);
-        else if (!layer.changedSinceSnapshot && layer.cachedPixels)
-            out.pixels.assign(layer.cachedPixels, layer.cachedPixels + bytes);
-        else if (layer.textureId != 0)
-            out.pixels = readTexture(layer.textureId, canvas.width, canvas.height);
-        if (out.pixels.size() != bytes) out.pixels.assign(bytes, 0);
+        const std::span<const uint8_t> pixels = layerPixels(canvas, layers, i, scratch);
+        if (pixels.data() == scratch.data() && pixels.size() == bytes) out.pixels = std::move(scratch);
+        else if (pixels.size() == bytes) out.pixels.assign(pixels.begin(), pixels.end());
+        else out.pixels.assign(bytes, 0);
         picture.layers.push_back(std::move(out));
     }
     return picture;
@@ -151,9 +177,11 @@ void applyLayers(const LayeredPicture& picture, Canvas& canvas, MultiLayeredImag
     layers.modificationCount = modifications;
 }
 
-LoadResult parseLayeredFile(const std::vector<uint8_t>& bytes, LayeredFileContent& out, std::string& reason) {
+namespace {
+
+LoadResult parseLayered(io::BinaryReader& in, LayeredFileContent& out, std::string& reason,
+                        const std::function<bool(int32_t, int32_t)>& acceptSize = {}) {
     out = LayeredFileContent{};
-    io::BinaryReader in(bytes);
     kwformat::FileHeader header;
     if (!kwformat::readHeader(in, header)) {
         reason = in.error();
@@ -177,11 +205,51 @@ LoadResult parseLayeredFile(const std::vector<uint8_t>& bytes, LayeredFileConten
         reason = "negative layer format " + std::to_string(header.layerIndex);
         return LoadResult::Failed;
     }
+    // Before any layer is read: a size the caller cannot take costs nothing.
+    if (acceptSize && !acceptSize(header.width, header.height)) {
+        reason = "canvas size " + std::to_string(header.width) + " x " + std::to_string(header.height) +
+                 " is above what this graphics card supports";
+        return LoadResult::Failed;
+    }
     if (!readLayeredBody(in, header.width, header.height, out.picture)) {
         reason = in.error();
         return LoadResult::Failed;
     }
     return LoadResult::Loaded;
+}
+
+// Header and body through a writer; false with the reason on a failed write.
+bool writeLayeredFile(const std::string& path, std::string& error,
+                      const std::function<void(io::BinaryWriter&)>& writeContent) {
+    io::AtomicFileSink sink;
+    if (!sink.open(path)) {
+        error = sink.error();
+        return false;
+    }
+    io::BinaryWriter out(sink);
+    writeContent(out);
+    out.flush();
+    if (!sink.commit()) {
+        error = sink.error();
+        return false;
+    }
+    return true;
+}
+
+} // namespace
+
+LoadResult parseLayeredFile(const std::vector<uint8_t>& bytes, LayeredFileContent& out, std::string& reason) {
+    io::BinaryReader in(bytes);
+    return parseLayered(in, out, reason);
+}
+
+LoadResult readLayeredFile(const std::string& path, LayeredFileContent& out, std::string& reason,
+                           const std::function<bool(int32_t, int32_t)>& acceptSize) {
+    out = LayeredFileContent{};
+    io::FileSource source;
+    if (!source.open(path, reason)) return LoadResult::Failed;
+    io::BinaryReader in(source);
+    return parseLayered(in, out, reason, acceptSize);
 }
 
 std::vector<uint8_t> encodeLayeredFile(const LayeredPicture& picture) {
@@ -191,30 +259,38 @@ std::vector<uint8_t> encodeLayeredFile(const LayeredPicture& picture) {
     return out.take();
 }
 
+bool saveLayeredFile(const std::string& path, const LayeredPicture& picture, std::string& error) {
+    return writeLayeredFile(path, error, [&](io::BinaryWriter& out) {
+        kwformat::writeHeader(out, picture.width, picture.height);
+        writeLayeredBody(out, picture);
+    });
+}
+
 bool saveLayeredImage(const std::string& path, DocumentTarget& doc) {
     doc.canvas.saveCurrentLayer(doc.layers);
-    const std::vector<uint8_t> bytes = encodeLayeredFile(captureLayers(doc.canvas, doc.layers));
-    bool opened = false;
-    const bool written = writeBytes(path, bytes, opened);
-    if (!opened) {
+    std::string error;
+    // Layer by layer from the canvas: one layer's pixels in memory at a time.
+    const bool written = writeLayeredFile(path, error, [&](io::BinaryWriter& out) {
+        kwformat::writeHeader(out, doc.canvas.width, doc.canvas.height);
+        writeLayeredBody(out, doc.canvas, doc.layers);
+    });
+    if (!written) {
+        std::fprintf(stderr, "%s\n", error.c_str());
         if (doc.app) doc.app->showMessage("unable to save image");
         return false;
     }
     doc.layers.modificationCount = 0;
     if (doc.app) doc.app->showMessage("image saved\nat location: \"%s\"", path.c_str());
-    if (!written) std::fprintf(stderr, "write error in %s\n", path.c_str());
-    return written;
+    return true;
 }
 
 LoadResult loadLayeredImage(const std::string& path, DocumentTarget& doc, int32_t outVersion[3]) {
-    std::vector<uint8_t> bytes;
     std::string reason;
-    if (!io::readWholeFile(path, bytes, reason)) {
-        std::fprintf(stderr, "%s\n", reason.c_str());
-        return LoadResult::Failed;
-    }
     LayeredFileContent content;
-    const LoadResult result = parseLayeredFile(bytes, content, reason);
+    auto cardTakes = [&doc](int32_t width, int32_t height) {
+        return !doc.capability || checkCanvasSize(width, height, *doc.capability, doc.app);
+    };
+    const LoadResult result = readLayeredFile(path, content, reason, cardTakes);
     if (outVersion) {
         outVersion[0] = content.major;
         outVersion[1] = content.minor;
@@ -224,18 +300,9 @@ LoadResult loadLayeredImage(const std::string& path, DocumentTarget& doc, int32_
         std::fprintf(stderr, "%s: %s\n", path.c_str(), reason.c_str());
         return result;
     }
-    if (doc.capability && !checkCanvasSize(content.width, content.height, *doc.capability, doc.app)) {
-        std::fprintf(stderr, "%s: canvas size %d x %d is above what this graphics card supports\n", path.c_str(),
-                     content.width, content.height);
-        return LoadResult::Failed;
-    }
     // The file is whole and valid: only now the open picture goes.
-    doc.history.clear();
-    doc.history.redoList.clear();
-    doc.history.freeSnapshots();
+    doc.history.resetForNewPicture(content.width, content.height);
     doc.canvas.resize(content.width, content.height, doc.layers);
-    doc.history.initialWidth = content.width;
-    doc.history.initialHeight = content.height;
     applyLayers(content.picture, doc.canvas, doc.layers);
     doc.history.settleAfterLoad();
     return LoadResult::Loaded;

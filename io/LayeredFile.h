@@ -4,6 +4,7 @@
 // MultiLayeredImageLoadAction. The CPU form (LayeredPicture) is read and
 // written here without GL; capture and apply move it to and from the canvas.
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -35,6 +36,9 @@ struct LayeredPicture {
 
 // Writes the body in the current layout (layer index 4).
 void writeLayeredBody(io::BinaryWriter& out, const LayeredPicture& picture);
+// The same body straight from the canvas (GL, main thread), reading one layer
+// back at a time, so that a save holds one layer's pixels, not the picture.
+void writeLayeredBody(io::BinaryWriter& out, Canvas& canvas, const MultiLayeredImage& layers);
 // Reads a body of the given size in the layout of in.layerFormatIndex; below
 // index 4 the pixels held straight alpha and are premultiplied here. Every
 // count is checked against the bytes left before memory is taken. False,
@@ -68,8 +72,16 @@ struct LayeredFileContent {
 // Header and body from bytes. Failed with a reason on any damage; TooNew when
 // the layer index is above this program's.
 LoadResult parseLayeredFile(const std::vector<uint8_t>& bytes, LayeredFileContent& out, std::string& reason);
+// The same, streamed from the file: no copy of the whole file in memory.
+// acceptSize, when given, sees the header's size before any layer is read;
+// false fails the read there.
+LoadResult readLayeredFile(const std::string& path, LayeredFileContent& out, std::string& reason,
+                           const std::function<bool(int32_t width, int32_t height)>& acceptSize = {});
 // Header with the canvas size, then the body.
 std::vector<uint8_t> encodeLayeredFile(const LayeredPicture& picture);
+// The same bytes streamed into a temporary file renamed into place; false
+// with the reason on any failure, the file that was there left untouched.
+bool saveLayeredFile(const std::string& path, const LayeredPicture& picture, std::string& error);
 
 // The document the file flows work on.
 struct DocumentTarget {
@@ -82,7 +94,8 @@ struct DocumentTarget {
 
 // Stores the current surface, writes header and body, sets modificationCount
 // to 0 and shows "image saved\nat location: \"...\"", or "unable to save image"
-// when the file does not open. True when the file was written.
+// (and the reason on standard error) when the file cannot be written whole;
+// then the file that was there is untouched. True when the file was written.
 bool saveLayeredImage(const std::string& path, DocumentTarget& doc);
 // Reads the whole file first; only a complete, valid file of a size the card
 // takes replaces the picture (reset, resize, initial size, empty history,

@@ -27,6 +27,17 @@ inline constexpr int32_t kOldFormSide = 2048;
 // limit is tested later, by the caller, on the GL side.
 inline constexpr int32_t kMaxSide = 16384;
 
+// The most layers a picture may hold, whether read from a file or added by
+// actions (a replay of thousands of new-layer records stops here). Each layer
+// is a canvas-size texture and a copy in each undo snapshot: 100 layers of a
+// 4096 x 4096 canvas are already 6.4 GiB per copy, far beyond what a
+// painter's machine holds, so no picture an artist makes comes near it.
+inline constexpr int32_t kMaxLayers = 100;
+
+// The largest brush the program makes: the size limit is twice the larger
+// side of the canvas, and a canvas side is at most kMaxSide.
+inline constexpr int32_t kMaxBrushSize = 2 * kMaxSide;
+
 struct Version {
     int32_t major = 0, minor = 0, patch = 0;
     auto operator<=>(const Version&) const = default;

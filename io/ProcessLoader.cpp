@@ -81,7 +81,7 @@ void syncProgress(Application* app, ProcessLoadProgress& progress, bool& spinner
 }
 
 struct ParseJob {
-    std::span<const uint8_t> bytes;
+    io::ByteSource* source = nullptr; // read with pread: safe from the loader thread
     ActionContext context;
     ProcessParseOptions options;
     ProcessContent content;
@@ -92,6 +92,11 @@ struct ParseJob {
 // The loader thread's work. With a shared context the tip textures are made
 // here and finished before the flag is set; without one they come later,
 // on the main thread.
+LoadResult parse(ParseJob& job) {
+    io::BinaryReader in(*job.source);
+    return parseProcess(in, job.context, job.options, job.content, job.reason);
+}
+
 void runOnLoaderThread(ParseJob& job, platform::SharedGlContext* shared) {
     if (shared) {
         if (!shared->makeCurrent()) {
@@ -99,7 +104,7 @@ void runOnLoaderThread(ParseJob& job, platform::SharedGlContext* shared) {
             return;
         }
     }
-    job.result = parseProcess(job.bytes, job.context, job.options, job.content, job.reason);
+    job.result = parse(job);
     if (shared) {
         if (job.result == LoadResult::Loaded) makeTipTextures(job.content.tips);
         glFinish();
@@ -110,7 +115,7 @@ void runOnLoaderThread(ParseJob& job, platform::SharedGlContext* shared) {
 void parseWithThread(ParseJob& job, const DrawingProcess::LoadOptions& options, Application* app,
                      ProcessLoadProgress& progress) {
     if (!options.wait) {
-        job.result = parseProcess(job.bytes, job.context, job.options, job.content, job.reason);
+        job.result = parse(job);
         return;
     }
     std::atomic<bool> finished{false};
@@ -134,7 +139,7 @@ void parseWithThread(ParseJob& job, const DrawingProcess::LoadOptions& options, 
     if (job.result == LoadResult::RetryOnMainThread) {
         std::fprintf(stderr, "process loader: shared GL context unavailable, loading on the main thread\n");
         job.content = ProcessContent{};
-        job.result = parseProcess(job.bytes, job.context, job.options, job.content, job.reason);
+        job.result = parse(job);
     }
 }
 
@@ -152,11 +157,7 @@ void swapIn(ProcessContent& content, DocumentTarget& doc, BrushTipTable* tips) {
         deleteTipTextures(content.tips);
     }
     History& history = doc.history;
-    history.clear();
-    history.redoList.clear();
-    history.freeSnapshots();
-    history.initialWidth = content.initialWidth;
-    history.initialHeight = content.initialHeight;
+    history.resetForNewPicture(content.initialWidth, content.initialHeight);
     for (auto& action : content.actions) history.appendLoaded(std::move(action));
     doc.canvas.resize(content.header.width, content.header.height, doc.layers);
     if (content.hasLayers) {
@@ -182,15 +183,16 @@ void uploadProcessTipTextures(BrushTipTable& tips) {
 namespace DrawingProcess {
 
 LoadResult load(const std::string& path, DocumentTarget& doc, const LoadOptions& options, int32_t outVersion[3]) {
-    std::vector<uint8_t> bytes;
+    // The file is read as the parse goes, not copied whole into memory.
+    io::FileSource source;
     std::string reason;
-    if (!io::readWholeFile(path, bytes, reason)) {
+    if (!source.open(path, reason)) {
         std::fprintf(stderr, "%s\n", reason.c_str());
         return LoadResult::Failed;
     }
     // The header alone first: a file too new or too large goes no further.
     {
-        io::BinaryReader in(bytes);
+        io::BinaryReader in(source, kwformat::kHeaderSize);
         kwformat::FileHeader header;
         const bool ok = kwformat::readHeader(in, header);
         if (outVersion) {
@@ -211,8 +213,9 @@ LoadResult load(const std::string& path, DocumentTarget& doc, const LoadOptions&
         }
     }
     ProcessBusyScope busy(doc.app);
-    ProcessLoadProgress progress;
-    ParseJob job{bytes, ActionContext{doc.canvas, doc.layers}, {}, {}, {}, LoadResult::Failed};
+    ProcessLoadProgress ownProgress;
+    ProcessLoadProgress& progress = options.progress ? *options.progress : ownProgress;
+    ParseJob job{&source, ActionContext{doc.canvas, doc.layers}, {}, {}, {}, LoadResult::Failed};
     job.options.folderTips = options.tips;
     job.options.firstTipIndex = options.tips ? static_cast<int32_t>(options.tips->folderCount()) : 0;
     job.options.progress = &progress;
@@ -243,16 +246,20 @@ bool openDrawingProcess(const std::string& path, DocumentTarget& doc, const Draw
 
 bool saveDrawingProcessFlow(const std::string& path, DocumentTarget& doc, const BrushTipTable* tips) {
     doc.canvas.saveCurrentLayer(doc.layers);
-    const LayeredPicture layers = captureLayers(doc.canvas, doc.layers);
     ProcessSaveInput input;
     input.actions = &doc.history.actions();
     input.actionCount = doc.history.actionCount();
-    input.layers = &layers;
+    // The layers stream from the canvas one at a time.
+    input.writeLayeredBody = [&doc](io::BinaryWriter& out) { writeLayeredBody(out, doc.canvas, doc.layers); };
+    input.layersWidth = doc.canvas.width;
+    input.layersHeight = doc.canvas.height;
     input.initialWidth = doc.history.initialWidth;
     input.initialHeight = doc.history.initialHeight;
     input.tips = tips;
-    const bool saved = DrawingProcess::save(path, input);
-    doc.layers.modificationCount = 0;
+    std::string error;
+    const bool saved = DrawingProcess::save(path, input, &error);
+    if (!saved) std::fprintf(stderr, "%s\n", error.c_str());
+    else doc.layers.modificationCount = 0;
     if (doc.app) {
         if (saved) doc.app->showMessage("drawing process saved\nat location: \"%s\"", path.c_str());
         else doc.app->showMessage("unable to save drawing process");

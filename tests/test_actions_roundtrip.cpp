@@ -59,7 +59,7 @@ TEST_F(ActionRoundTrip, EveryTypeWritesAndReadsTheSameBytes) {
 
     // The whole file again from what was read.
     ProcessSaveInput again{&parsed.content.actions, parsed.content.actions.size(), &parsed.content.picture,
-                           parsed.content.initialWidth, parsed.content.initialHeight, &doc.tips};
+                           parsed.content.initialWidth, parsed.content.initialHeight, &doc.tips, {}, 0, 0};
     EXPECT_EQ(encodeProcess(again), saved);
 }
 

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <memory>
 #include <vector>
@@ -275,6 +276,87 @@ TEST(StrokeJitter, SameSeedSameStrokeAndReplayDrawsNoRandom) {
         EXPECT_EQ(d1[i].radius, d2[i].radius);
         EXPECT_EQ(d1[i].color, d2[i].color);
     }
+}
+
+TEST(StrokeJitter, ScatterAngleAndFactorsFollowTheirFormulas) {
+    // The same stroke with and without jitter: the plain one gives each dab's
+    // place and angle on the path; the jittered one must move and turn each
+    // dab by the amounts worked out here from the generator's own numbers.
+    Brush jittered = roundBrush(16, 0.2f);
+    jittered.angle = 30;
+    jittered.size_jitter = 60;
+    jittered.opacity_jitter = 40;
+    jittered.scattering = 1.5f;
+    jittered.angle_randomness = 90;
+    jittered.setFlag(kBrushFlagColorDynamics, true);
+    Brush plain = jittered;
+    plain.size_jitter = plain.opacity_jitter = plain.scattering = plain.angle_randomness = 0;
+    plain.setFlag(kBrushFlagColorDynamics, false);
+    StrokeInput in;
+    in.color = {0.2f, 0.4f, 0.6f};
+    in.colorHsv = brush::rgbToHsv(in.color);
+    auto build = [&](const Brush& b) {
+        kwSrand(777);
+        StrokeBuilder sb;
+        auto a = sb.beginStroke({10, 10}, b, in);
+        // A straight run, then a bend that the builder draws as curves.
+        for (int i = 1; i <= 6; ++i) sb.continueStroke({10.0f + i * 9.0f, 10.0f}, in);
+        for (int i = 1; i <= 6; ++i) sb.continueStroke({64.0f + i * 5.0f, 10.0f + i * i * 2.0f}, in);
+        sb.endStroke(in);
+        return a;
+    };
+    const auto base = build(plain);
+    const auto got = build(jittered);
+    ASSERT_EQ(got->pointCount(), base->pointCount());
+    ASSERT_GT(got->pointCount(), 20u);
+
+    // The MSVC generator, written out: state * 214013 + 2531011, bits 16..30.
+    uint32_t state = 777;
+    auto next = [&state] {
+        state = state * 214013u + 2531011u;
+        return static_cast<int>((state >> 16) & 0x7FFF);
+    };
+    bool curved = false;
+    for (std::size_t i = 0; i < got->pointCount(); ++i) {
+        const BrushStrokePoint& q = base->point(i);
+        const BrushStrokePoint& p = got->point(i);
+        double x = q.x, y = q.y, angle = q.angle;
+        if (i > 0) {
+            // Scatter: across the direction of travel, the brush's own angle left out.
+            const double offset = 16.0 * (next() * 2.0 * 1.5 / 32767.0 - 1.5);
+            const double travel = (q.angle - 30.0) / 57.29577951308232;
+            if (std::abs(std::fmod(q.angle - 30.0, 180.0)) > 1.0) curved = true;
+            x += -std::sin(travel) * offset;
+            y += std::cos(travel) * offset;
+            // Angle jitter: 90 degrees wide around the angle, folded into 0..360.
+            angle += next() * 90.0 / 32767.0 - 45.0;
+            if (angle < 0) angle += 360.0;
+            if (angle > 360) angle -= 360.0;
+        } else {
+            EXPECT_EQ(q.angle, 30.0f) << "the first dab: the brush angle, no scatter";
+        }
+        const double sizeFactor = 1.0 - (next() * 60.0 / 32767.0) / 100.0;
+        const double flowFactor = 1.0 - (next() * 40.0 / 32767.0) / 100.0;
+        brush::Hsv hsv = in.colorHsv;
+        hsv.h = static_cast<float>(hsv.h + next() * 80.0 / 32767.0 - 40.0);
+        if (hsv.h < 0) hsv.h += 360.0f;
+        if (hsv.h > 360) hsv.h -= 360.0f;
+        hsv.s = std::clamp(static_cast<float>(hsv.s + next() * 0.2 / 32767.0 - 0.1), 0.0f, 1.0f);
+        hsv.v = std::clamp(static_cast<float>(hsv.v + next() * 0.2 / 32767.0 - 0.1), 0.0f, 1.0f);
+        const brush::Rgb rgb = brush::hsvToRgb(hsv);
+        EXPECT_NEAR(p.x, x, 1e-3) << "dab " << i;
+        EXPECT_NEAR(p.y, y, 1e-3) << "dab " << i;
+        EXPECT_NEAR(p.angle, angle, 1e-3) << "dab " << i;
+        EXPECT_NEAR(p.sizeFactor, sizeFactor, 1e-6) << "dab " << i;
+        EXPECT_NEAR(p.flowFactor, flowFactor, 1e-6) << "dab " << i;
+        const std::array<float, 4> c = p.vertexColor(1.0f);
+        EXPECT_NEAR(c[0], rgb.r, 1e-5) << "dab " << i;
+        EXPECT_NEAR(c[1], rgb.g, 1e-5) << "dab " << i;
+        EXPECT_NEAR(c[2], rgb.b, 1e-5) << "dab " << i;
+    }
+    EXPECT_TRUE(curved) << "some dabs travel at an angle, so a swapped sine and cosine shows";
+    // Nothing else was drawn from the generator.
+    EXPECT_EQ(kwRand(), next());
 }
 
 TEST(StrokeJitter, DrawOrderSizeOpacityHueSaturationValue) {

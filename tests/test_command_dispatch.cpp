@@ -7,6 +7,7 @@
 #include <string>
 
 #include "canvas/Canvas.h"
+#include "canvas/MultiLayeredImage.h"
 #include "canvas/Painter.h"
 #include "canvas/ViewMath.h"
 #include "core/Camera.h"
@@ -18,6 +19,7 @@
 #include "core/InputState.h"
 #include "core/PaintingApplication.h"
 #include "history/History.h"
+#include "history/LayerPropertyAction.h"
 #include "platform/Clock.h"
 #include "platform/Settings.h"
 #include "widgets/Animator.h"
@@ -319,6 +321,36 @@ TEST_F(CommandDispatchTest, UndoAndRedoRestWithTheTransformTool) {
     press(0x859);
     EXPECT_EQ(gApp->lastMessage, "");
     EXPECT_FALSE(gHistory.replayPending);
+
+    // One step to undo (bookkeeping only: the rebuild would come with the next frame).
+    gHistory.add(std::make_unique<LayerVisibilityToggleAction>(gCanvas, gLayers), false);
+    ASSERT_EQ(gHistory.actionCount(), 1u);
+    gPainter.selectTool(7);
+    ASSERT_EQ(gApp->currentToolIndex(), 7);
+    press(0x85A);
+    EXPECT_EQ(gHistory.actionCount(), 1u) << "CTRL+Z rests while the transform tool is current";
+    EXPECT_TRUE(gHistory.redoList.empty());
+    EXPECT_FALSE(gHistory.replayPending);
+    // The same key with another tool does undo: the key itself reaches the command.
+    gPainter.selectTool(1);
+    press(0x85A);
+    EXPECT_EQ(gHistory.actionCount(), 0u);
+    ASSERT_EQ(gHistory.redoList.size(), 1u);
+    EXPECT_TRUE(gHistory.replayPending);
+    gHistory.replayPending = false;
+
+    gPainter.selectTool(7);
+    press(0x859);
+    EXPECT_EQ(gHistory.redoList.size(), 1u) << "CTRL+Y rests while the transform tool is current";
+    EXPECT_EQ(gHistory.actionCount(), 0u);
+    gPainter.selectTool(1);
+    const bool visible = gLayers.currentLayer().visible;
+    press(0x859);
+    EXPECT_TRUE(gHistory.redoList.empty());
+    EXPECT_EQ(gHistory.actionCount(), 1u);
+    EXPECT_NE(gLayers.currentLayer().visible, visible) << "the redo executed the action";
+    gLayers.currentLayer().visible = visible;
+    gHistory.clear();
 }
 
 // ---- state commands at the tick --------------------------------------------

@@ -237,19 +237,44 @@ TEST(ImageDecode, CodecIsChosenBySignatureBeforeExtension) {
 TEST(ImageDecode, WorkerThreadDecodesWhileTheCallerWaits) {
     TempFolder folder;
     const std::string path = folder.file("w.png");
-    ASSERT_TRUE(saveImage(path, straightPattern(), 4, 3));
+    // Noise that does not compress: decoding it takes tens of milliseconds,
+    // far longer than the caller needs to start waiting.
+    constexpr int kSide = 1024;
+    std::vector<uint8_t> noise(static_cast<std::size_t>(kSide) * kSide * 4);
+    uint32_t state = 12345;
+    for (uint8_t& v : noise) {
+        state = state * 1664525u + 1013904223u;
+        v = static_cast<uint8_t>(state >> 24);
+    }
+    ASSERT_TRUE(saveImage(path, noise, kSide, kSide));
     int turns = 0;
+    bool doneAtFirstLook = true;
     std::thread::id waiter;
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point call = Clock::now();
+    Clock::time_point waitStart = call;
     const DecodedImage image = decodeImageOnWorker(path, DecodeLimits{}, [&](const std::function<bool()>& done) {
+        waitStart = Clock::now();
         waiter = std::this_thread::get_id();
+        doneAtFirstLook = done();
         while (!done()) {
             ++turns;
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }
     });
+    const Clock::time_point end = Clock::now();
     EXPECT_EQ(waiter, std::this_thread::get_id());
+    // A decode run on this thread, before the wait or inside its test, would
+    // be finished at the first look, and the wait would begin only at the end
+    // of the call: beside a worker it begins at once and turns meanwhile.
+    EXPECT_FALSE(doneAtFirstLook);
+    EXPECT_GT(turns, 0);
+    EXPECT_LT((waitStart - call) * 2, end - call)
+        << std::chrono::duration<double>(waitStart - call).count() << " s before the wait of "
+        << std::chrono::duration<double>(end - call).count() << " s";
     ASSERT_TRUE(image.ok()) << image.detail;
-    EXPECT_EQ(image.width, 4);
+    EXPECT_EQ(image.width, kSide);
+    EXPECT_EQ(image.height, kSide);
     const DecodedImage missing = decodeImageOnWorker(folder.file("none.png"), DecodeLimits{},
                                                      [](const std::function<bool()>& done) { while (!done()) {} });
     EXPECT_EQ(missing.status, DecodeStatus::Unreadable);

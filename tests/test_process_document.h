@@ -53,7 +53,7 @@ struct GlDocument {
         canvas.saveCurrentLayer(layers);
         const LayeredPicture picture = captureLayers(canvas, layers);
         ProcessSaveInput input{&history.actions(), history.actionCount(), &picture, history.initialWidth,
-                               history.initialHeight, &tips};
+                               history.initialHeight, &tips, {}, 0, 0};
         return encodeProcess(input);
     }
 };

@@ -292,7 +292,7 @@ TEST(ProcessFormat, OnlyUsedTipsAreWritten) {
     std::vector<std::unique_ptr<HistoryAction>> actions;
     actions.push_back(std::make_unique<CanvasFillAction>(canvas, 1, 1, 1));
     LayeredPicture picture{1, 1, 0, {LayerPixels{true, 100, 0, std::vector<uint8_t>(4, 0)}}};
-    ProcessSaveInput input{&actions, actions.size(), &picture, 1, 1, &tips};
+    ProcessSaveInput input{&actions, actions.size(), &picture, 1, 1, &tips, {}, 0, 0};
     std::vector<uint8_t> none = encodeProcess(input);
     // Header, initial size, then a tip count of 0.
     EXPECT_EQ(std::vector<uint8_t>(none.begin() + 48, none.begin() + 52), (std::vector<uint8_t>{0, 0, 0, 0}));

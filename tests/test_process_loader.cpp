@@ -51,12 +51,13 @@ TEST_F(ProcessLoader, WorkerThreadKeepsTheProgramAliveAndLoads) {
     DocumentTarget target{doc.canvas, doc.layers, doc.history, nullptr, &app};
     DrawingProcess::LoadOptions options;
     options.tips = &doc.tips;
-    int waits = 0;
-    bool busySeen = false;
+    int waitCalls = 0;
+    bool busyWhileWaiting = false;
     options.wait = [&](const std::function<bool()>& done) {
+        // The program waits in the busy state, the ring of a process load turning.
+        ++waitCalls;
+        busyWhileWaiting = app.busy && app.spinnerActive && app.spinnerPeriod == 1000 && !app.cancelRequested;
         while (!done()) {
-            ++waits;
-            busySeen = busySeen || (app.busy && app.spinnerPeriod > 0);
             ++app.spinnerFrame; // what the frame does while the ring turns
             usleep(1000);
         }
@@ -67,9 +68,8 @@ TEST_F(ProcessLoader, WorkerThreadKeepsTheProgramAliveAndLoads) {
     EXPECT_FALSE(app.spinnerActive);
     EXPECT_EQ(doc.history.actionCount(), 32u + 450u);
     EXPECT_EQ(doc.save(), saved);
-    if (waits > 0) {
-        EXPECT_TRUE(busySeen);
-    }
+    EXPECT_EQ(waitCalls, 1) << "the parse ran on a loader thread while the program waited";
+    EXPECT_TRUE(busyWhileWaiting);
 }
 
 TEST_F(ProcessLoader, ContextThatCannotBeBoundFallsBackToThisThread) {
@@ -99,20 +99,30 @@ TEST_F(ProcessLoader, AbortDuringTheTipsLeavesTheDocumentAlone) {
     DocumentTarget target{doc.canvas, doc.layers, doc.history, nullptr, &app};
     DrawingProcess::LoadOptions options;
     options.tips = &doc.tips;
-    // An abort asked for at once reaches the reader before or during its work;
-    // whichever it is, the document is either untouched or fully loaded.
+    // The abort is there before the loader thread reads its first tip, so it
+    // must end the load there, whatever the threads' timing.
+    ProcessLoadProgress watched;
+    watched.cancelRequested = true;
+    options.progress = &watched;
+    int waitCalls = 0;
     options.wait = [&](const std::function<bool()>& done) {
-        app.cancelRequested = true;
+        ++waitCalls;
         while (!done()) usleep(1000);
     };
     const std::size_t before = doc.history.actionCount();
-    const bool loaded = openDrawingProcess(path, target, options);
-    if (loaded) {
-        EXPECT_EQ(doc.save(), saved);
-    } else {
-        EXPECT_EQ(app.lastMessage, "Loading aborted");
-        EXPECT_EQ(doc.history.actionCount(), before);
-        EXPECT_EQ(doc.canvas.width, 3);
-    }
+    const std::size_t tipsBefore = doc.tips.size();
+    const std::vector<uint8_t> pictureBefore = doc.save();
+    EXPECT_FALSE(openDrawingProcess(path, target, options));
+    EXPECT_EQ(waitCalls, 1);
+    EXPECT_EQ(app.lastMessage, "Loading aborted");
+    EXPECT_EQ(doc.history.actionCount(), before);
+    EXPECT_EQ(doc.tips.size(), tipsBefore);
+    EXPECT_EQ(doc.canvas.width, 3);
+    EXPECT_EQ(doc.save(), pictureBefore);
     EXPECT_FALSE(app.busy);
+
+    // The same load without the abort goes through.
+    watched.cancelRequested = false;
+    EXPECT_TRUE(openDrawingProcess(path, target, options));
+    EXPECT_EQ(doc.save(), saved);
 }

@@ -116,8 +116,32 @@ TEST(WidgetTree, FocusedChildKeepsDragsOutside) {
     c.onMouseButton(0, 0, 15, 15, false);
     EXPECT_EQ(c.onMouseDrag(90, 90, false), 1);
     EXPECT_FALSE(child->pointerInside);
-    // An open focused child that reaches outside still makes the composite hit.
+    // The child ends inside: outside the composite nothing is hit.
     EXPECT_FALSE(c.hitTest(150, 150));
+}
+
+TEST(WidgetTree, FocusedChildReachingOutsideMakesTheCompositeHit) {
+    ScaleOne s;
+    std::vector<std::string> log;
+    // Like an open drop-down list: the child's own area reaches below the composite.
+    struct Reaching : Probe {
+        using Probe::Probe;
+        bool hitTest(int x, int y) const override {
+            return Probe::hitTest(x, y) || (x >= absX && x < absX + width && y >= -200 && y < absY);
+        }
+    };
+    CompositeWidget c(0, 0, 100, 100);
+    auto child = std::make_shared<Reaching>(10, 10, 20, 20, 1, log, "list");
+    c.add(child);
+    c.update(0, 0, 0);
+    ASSERT_TRUE(child->hitTest(15, -50));
+    EXPECT_FALSE(c.hitTest(15, -50)) << "not focused yet: only the composite's own area counts";
+    c.onMouseButton(0, 0, 15, 15, false);
+    ASSERT_TRUE(child->focused);
+    EXPECT_TRUE(c.hitTest(15, -50)) << "the open, focused child makes the composite hit";
+    EXPECT_FALSE(c.hitTest(50, -50)) << "beside the child nothing is hit";
+    child->visible = false;
+    EXPECT_FALSE(c.hitTest(15, -50)) << "a hidden child does not count";
 }
 
 TEST(WidgetTree, NestedCompositesRouteToTheDeepestWidget) {
@@ -217,6 +241,36 @@ TEST(GuiRoot, ChildrenJoinAtNextUpdateAndWalksStopOnRevision) {
     root.update(20, 0, 0);
     EXPECT_TRUE(root.children.empty());
     EXPECT_EQ(root.revision, 2);
+
+    // A widget whose click changes the tree (as a button that opens a dialog
+    // does): the walk stops there, the next child is not offered the click.
+    struct Rebuilding : Probe {
+        Rebuilding(GUI& root_, std::vector<std::string>& log_) : Probe(0, 0, 50, 50, 0, log_, "rebuilds"), root(root_) {}
+        int onMouseButton(int button, int state, int x, int y, bool fromPen) override {
+            const int r = Probe::onMouseButton(button, state, x, y, fromPen);
+            root.add(std::make_shared<Widget>(300, 200, 10, 10));
+            root.update(0, 0, 0);
+            return r;
+        }
+        GUI& root;
+    };
+    root.add(std::make_shared<Rebuilding>(root, log));
+    root.add(std::make_shared<Probe>(0, 0, 50, 50, 0, log, "after", 1));
+    root.update(20, 0, 0);
+    ASSERT_EQ(root.children.size(), 2u);
+    log.clear();
+    const int32_t before = root.revision;
+    EXPECT_EQ(root.onMouseButton(0, 0, 10, 10, false), 1);
+    EXPECT_EQ(root.revision, before + 1);
+    EXPECT_EQ(log, std::vector<std::string>{"rebuilds"});
+    // Without a change the walk offers the click to every child.
+    root.remove(root.children[0]);
+    root.update(0, 0, 0);
+    log.clear();
+    root.add(std::make_shared<Probe>(0, 0, 50, 50, 0, log, "plain", 1));
+    root.update(0, 0, 0);
+    EXPECT_EQ(root.onMouseButton(0, 0, 10, 10, false), 2);
+    EXPECT_EQ(log, (std::vector<std::string>{"after", "plain"}));
 }
 
 TEST(GuiRoot, RootDisabledIgnoresKeys) {

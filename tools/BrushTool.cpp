@@ -12,6 +12,7 @@
 #include "core/Globals.h"
 #include "core/InputDispatcher.h"
 #include "core/InputState.h"
+#include "core/Math.h"
 #include "core/PaintingApplication.h"
 #include "tools/ToolMessages.h"
 
@@ -126,7 +127,7 @@ void BrushTool::drawCursor(int x, int y) {
         // The eraser's outline turns with the stroke.
         const math::Vec2 d = gPenActive ? canvas.strokeBuilder().sampleBefore().direction
                                         : gInputState.meanDirection();
-        angle = static_cast<float>(std::atan2(d.y, d.x) * 57.29577951308232);
+        angle = static_cast<float>(std::atan2(d.y, d.x) * math::kDegreesPerRadianExact);
     }
     drawOutline(x, y, angle);
     if (!stroking) {

@@ -16,7 +16,8 @@
 
 float RotationTool::pointerAngle() const {
     const math::Vec2 p = painter->windowPosition;
-    return std::atan2(p.y - painter->renderArea.height / 2, p.x - painter->renderArea.width / 2) * 57.29578f;
+    return std::atan2(p.y - painter->renderArea.height / 2, p.x - painter->renderArea.width / 2) *
+           math::kDegreesPerRadian;
 }
 
 float RotationTool::foldRotation(float r, bool snap) {

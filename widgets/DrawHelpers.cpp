@@ -7,6 +7,7 @@
 
 #include "canvas/ShaderProgram.h"
 #include "canvas/Shaders.h"
+#include "core/Math.h"
 
 namespace {
 constexpr float kTwoPi = 6.28318530718f;
@@ -63,7 +64,7 @@ void drawRing(int segments, float cx, float cy, float innerRadius, float outerRa
 }
 
 void drawArc(float angleDegrees, float cx, float cy, float radiusA, float radiusB) {
-    const float end = angleDegrees / 57.29578f;
+    const float end = angleDegrees / math::kDegreesPerRadian;
     const float step = (end < 0 ? -1.0f : 1.0f) * kTwoPi / 60.0f;
     if (end < 0) std::swap(radiusA, radiusB);
     glBegin(GL_QUAD_STRIP);
