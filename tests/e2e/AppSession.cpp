@@ -23,6 +23,15 @@ namespace fs = std::filesystem;
 namespace {
 void sleepMs(int ms) { std::this_thread::sleep_for(std::chrono::milliseconds(ms)); }
 
+// Sanitizer builds run the program several times slower; their ctest entry
+// sets KW_E2E_TIME_SCALE so that waits for frames, output and exits stretch.
+int timeScale() {
+    const char* s = std::getenv("KW_E2E_TIME_SCALE");
+    const int n = s ? std::atoi(s) : 1;
+    return n < 1 ? 1 : n > 20 ? 20 : n;
+}
+int scaled(int ms) { return ms * timeScale(); }
+
 std::string windowName(Display* d, Window w) {
     char* name = nullptr;
     std::string result;
@@ -114,7 +123,7 @@ bool AppSession::start(const std::vector<std::string>& args, int timeoutMs) {
         execv(bin.c_str(), argv.data());
         _exit(127);
     }
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(scaled(timeoutMs));
     while (std::chrono::steady_clock::now() < deadline) {
         if (!running()) return false;
         if (findWindow()) {
@@ -124,7 +133,7 @@ bool AppSession::start(const std::vector<std::string>& args, int timeoutMs) {
             // open them the way a hand would, by moving for a while.
             for (int i = 0; i < 8; ++i) {
                 moveMouse(1 + i, 1);
-                sleepMs(80);
+                sleepMs(scaled(80));
             }
             return true;
         }
@@ -163,18 +172,18 @@ void AppSession::xdotool(const std::string& args) {
 void AppSession::drag(const std::vector<std::pair<int, int>>& points, int stepDelayMs) {
     if (points.empty()) return;
     moveMouse(points[0].first, points[0].second);
-    sleepMs(40);
+    sleepMs(scaled(40));
     xdotool("mousedown 1");
-    sleepMs(40);
+    sleepMs(scaled(40));
     for (size_t i = 1; i < points.size(); ++i) {
         moveMouse(points[i].first, points[i].second);
         sleepMs(stepDelayMs);
     }
-    sleepMs(40);
+    sleepMs(scaled(40));
     xdotool("mouseup 1");
 }
 
-void AppSession::waitFrames(int frames) { sleepMs(frames * 20 + 50); }
+void AppSession::waitFrames(int frames) { sleepMs(scaled(frames * 20 + 50)); }
 
 Screenshot AppSession::screenshot() {
     Screenshot shot;
@@ -221,7 +230,7 @@ bool AppSession::running() {
 }
 
 int AppSession::waitForExit(int timeoutMs) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(scaled(timeoutMs));
     while (std::chrono::steady_clock::now() < deadline) {
         if (!running()) return exitCode;
         sleepMs(10);
@@ -255,7 +264,7 @@ int differingPixels(const Screenshot& a, const Screenshot& b, int x0, int y0, in
 }
 
 bool waitForOutput(AppSession& app, const std::string& text, int timeoutMs) {
-    for (int t = 0; t < timeoutMs; t += 50) {
+    for (int t = 0; t < scaled(timeoutMs); t += 50) {
         if (app.output().find(text) != std::string::npos) return true;
         sleepMs(50);
     }
