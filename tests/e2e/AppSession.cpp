@@ -42,6 +42,17 @@ std::string windowName(Display* d, Window w) {
     return result;
 }
 
+// A colour the program never draws. The root window is painted with it, so
+// a new window (no background of its own) shows it until the first frame.
+constexpr unsigned long kUndrawnPixel = 0xFD01FB;
+
+void paintRootUndrawn(Display* d) {
+    const Window root = DefaultRootWindow(d);
+    XSetWindowBackground(d, root, kUndrawnPixel);
+    XClearWindow(d, root);
+    XSync(d, False);
+}
+
 // Depth-first search for viewable windows whose title names the program.
 void findByTitle(Display* d, Window root, std::vector<Window>& out) {
     Window rootRet, parent, *children = nullptr;
@@ -106,6 +117,7 @@ bool AppSession::start(const std::vector<std::string>& args, int timeoutMs) {
     // Other tests of this run may have windows of the same title open.
     existingWindows.clear();
     findByTitle(display, DefaultRootWindow(display), existingWindows);
+    paintRootUndrawn(display);
     pid = fork();
     if (pid == 0) {
         setenv("XDG_CONFIG_HOME", configDir.c_str(), 1);
@@ -126,7 +138,7 @@ bool AppSession::start(const std::vector<std::string>& args, int timeoutMs) {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(scaled(timeoutMs));
     while (std::chrono::steady_clock::now() < deadline) {
         if (!running()) return false;
-        if (findWindow()) {
+        if (findWindow() && firstFrameShown()) {
             waitFrames(15);
             // Mouse events stay closed for the first 500 ms of pointer motion
             // after launch (the settling time that keeps mouse and pen apart):
@@ -156,6 +168,19 @@ bool AppSession::findWindow() {
     winW = attrs.width;
     winH = attrs.height;
     return true;
+}
+
+// The program has drawn when no sampled pixel of its window shows the root's colour.
+bool AppSession::firstFrameShown() {
+    XImage* img = XGetImage(display, window, 0, 0, static_cast<unsigned>(winW), static_cast<unsigned>(winH),
+                            AllPlanes, ZPixmap);
+    if (!img) return false;
+    bool drawn = true;
+    for (int y = 0; y < winH && drawn; y += 16)
+        for (int x = 0; x < winW && drawn; x += 16)
+            drawn = (XGetPixel(img, x, y) & 0xFFFFFF) != kUndrawnPixel;
+    XDestroyImage(img);
+    return drawn;
 }
 
 void AppSession::moveMouse(int x, int y) {

@@ -51,6 +51,7 @@ public:
 
 private:
     bool findWindow();
+    bool firstFrameShown();
     void kill();
 
     Display* display = nullptr;
