@@ -36,6 +36,7 @@
 #include "ui/ReplaySession.h"
 #include "platform/Clock.h"
 #include "platform/ErrorBox.h"
+#include "platform/LeakReports.h"
 #include "platform/Paths.h"
 #include "platform/Settings.h"
 #include "platform/SharedGlContext.h"
@@ -80,6 +81,7 @@ void createWindow() {
     char name[] = "Kestrelwing";
     char* argv[] = {name, nullptr};
     glutInit(&argc, argv);
+    platform::keepGlDriverLoadedForLeakReports();
     glutSetOption(GLUT_ACTION_ON_WINDOW_CLOSE, GLUT_ACTION_CONTINUE_EXECUTION);
     const int screenW = glutGet(GLUT_SCREEN_WIDTH), screenH = glutGet(GLUT_SCREEN_HEIGHT);
     chooseDisplayMode();

@@ -1,6 +1,7 @@
 #include <GL/glew.h>
 
 #include "platform/HeadlessGl.h"
+#include "platform/LeakReports.h"
 
 #include <EGL/egl.h>
 #include <EGL/eglext.h>
@@ -81,6 +82,7 @@ bool HeadlessGlContext::create(std::string* error) {
         }
         ++gDisplayUsers;
     }
+    keepGlDriverLoadedForLeakReports();
     displayInitialised = true;
     if (!eglBindAPI(EGL_OPENGL_API)) {
         release();

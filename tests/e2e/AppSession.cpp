@@ -23,6 +23,15 @@ namespace fs = std::filesystem;
 namespace {
 void sleepMs(int ms) { std::this_thread::sleep_for(std::chrono::milliseconds(ms)); }
 
+// Sanitizer builds run the program several times slower; their ctest entry
+// sets KW_E2E_TIME_SCALE so that waits for frames, output and exits stretch.
+int timeScale() {
+    const char* s = std::getenv("KW_E2E_TIME_SCALE");
+    const int n = s ? std::atoi(s) : 1;
+    return n < 1 ? 1 : n > 20 ? 20 : n;
+}
+int scaled(int ms) { return ms * timeScale(); }
+
 std::string windowName(Display* d, Window w) {
     char* name = nullptr;
     std::string result;
@@ -31,6 +40,17 @@ std::string windowName(Display* d, Window w) {
         XFree(name);
     }
     return result;
+}
+
+// A colour the program never draws. The root window is painted with it, so
+// a new window (no background of its own) shows it until the first frame.
+constexpr unsigned long kUndrawnPixel = 0xFD01FB;
+
+void paintRootUndrawn(Display* d) {
+    const Window root = DefaultRootWindow(d);
+    XSetWindowBackground(d, root, kUndrawnPixel);
+    XClearWindow(d, root);
+    XSync(d, False);
 }
 
 // Depth-first search for viewable windows whose title names the program.
@@ -97,6 +117,7 @@ bool AppSession::start(const std::vector<std::string>& args, int timeoutMs) {
     // Other tests of this run may have windows of the same title open.
     existingWindows.clear();
     findByTitle(display, DefaultRootWindow(display), existingWindows);
+    paintRootUndrawn(display);
     pid = fork();
     if (pid == 0) {
         setenv("XDG_CONFIG_HOME", configDir.c_str(), 1);
@@ -114,17 +135,17 @@ bool AppSession::start(const std::vector<std::string>& args, int timeoutMs) {
         execv(bin.c_str(), argv.data());
         _exit(127);
     }
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(scaled(timeoutMs));
     while (std::chrono::steady_clock::now() < deadline) {
         if (!running()) return false;
-        if (findWindow()) {
+        if (findWindow() && firstFrameShown()) {
             waitFrames(15);
             // Mouse events stay closed for the first 500 ms of pointer motion
             // after launch (the settling time that keeps mouse and pen apart):
             // open them the way a hand would, by moving for a while.
             for (int i = 0; i < 8; ++i) {
                 moveMouse(1 + i, 1);
-                sleepMs(80);
+                sleepMs(scaled(80));
             }
             return true;
         }
@@ -149,6 +170,19 @@ bool AppSession::findWindow() {
     return true;
 }
 
+// The program has drawn when no sampled pixel of its window shows the root's colour.
+bool AppSession::firstFrameShown() {
+    XImage* img = XGetImage(display, window, 0, 0, static_cast<unsigned>(winW), static_cast<unsigned>(winH),
+                            AllPlanes, ZPixmap);
+    if (!img) return false;
+    bool drawn = true;
+    for (int y = 0; y < winH && drawn; y += 16)
+        for (int x = 0; x < winW && drawn; x += 16)
+            drawn = (XGetPixel(img, x, y) & 0xFFFFFF) != kUndrawnPixel;
+    XDestroyImage(img);
+    return drawn;
+}
+
 void AppSession::moveMouse(int x, int y) {
     std::ostringstream cmd;
     cmd << "xdotool mousemove " << winX + x << " " << winY + y;
@@ -163,18 +197,18 @@ void AppSession::xdotool(const std::string& args) {
 void AppSession::drag(const std::vector<std::pair<int, int>>& points, int stepDelayMs) {
     if (points.empty()) return;
     moveMouse(points[0].first, points[0].second);
-    sleepMs(40);
+    sleepMs(scaled(40));
     xdotool("mousedown 1");
-    sleepMs(40);
+    sleepMs(scaled(40));
     for (size_t i = 1; i < points.size(); ++i) {
         moveMouse(points[i].first, points[i].second);
         sleepMs(stepDelayMs);
     }
-    sleepMs(40);
+    sleepMs(scaled(40));
     xdotool("mouseup 1");
 }
 
-void AppSession::waitFrames(int frames) { sleepMs(frames * 20 + 50); }
+void AppSession::waitFrames(int frames) { sleepMs(scaled(frames * 20 + 50)); }
 
 Screenshot AppSession::screenshot() {
     Screenshot shot;
@@ -238,7 +272,7 @@ bool AppSession::running() {
 }
 
 int AppSession::waitForExit(int timeoutMs) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(scaled(timeoutMs));
     while (std::chrono::steady_clock::now() < deadline) {
         if (!running()) return exitCode;
         sleepMs(10);
@@ -272,7 +306,7 @@ int differingPixels(const Screenshot& a, const Screenshot& b, int x0, int y0, in
 }
 
 bool waitForOutput(AppSession& app, const std::string& text, int timeoutMs) {
-    for (int t = 0; t < timeoutMs; t += 50) {
+    for (int t = 0; t < scaled(timeoutMs); t += 50) {
         if (app.output().find(text) != std::string::npos) return true;
         sleepMs(50);
     }

@@ -54,6 +54,7 @@ public:
 
 private:
     bool findWindow();
+    bool firstFrameShown();
     void kill();
 
     Display* display = nullptr;
