@@ -1,7 +1,7 @@
 // kestrelwing-bench: speed and memory figures as "NAME value unit" lines;
 // where a peer exists its figure and our/peer ratio follow, measured in the
 // same run. `--quick` runs small sizes only, to check that it works;
-// `--only files` (or dabs, undo, replay) runs one group; files leaves out
+// `--only files` (or dabs, undo, replay, image) runs one group; files leaves out
 // the batch replay of the generated process.
 #include <cstdio>
 #include <cstring>
@@ -53,7 +53,7 @@ int main(int argc, char** argv) {
         bench::resetPeakResident();
         if (group("files")) bench::runLayeredFile(4096, 10);
     }
-    bench::runImageOpen(quick ? 1024 : 6000, quick ? 768 : 4000);
+    if (group("image")) bench::runImageOpen(quick ? 1024 : 6000, quick ? 768 : 4000);
 
     return 0;
 }
