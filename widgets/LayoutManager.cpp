@@ -1,5 +1,7 @@
 #include "widgets/LayoutManager.h"
 
+#include <functional>
+
 #include "core/Globals.h"
 #include "widgets/Widget.h"
 
@@ -47,39 +49,35 @@ void GridLayoutManager::place(int row, int column, int hAnchor, int vAnchor, int
     cells[static_cast<std::size_t>(columns * row + column)].push_back(std::move(item));
 }
 
+void GridLayoutManager::forEachItem(const std::function<void(int, int, const GridItem&, Widget&)>& visit) {
+    dropExpired();
+    for (int row = 0; row < rows; ++row)
+        for (int column = 0; column < columns; ++column)
+            for (const GridItem& item : cells[static_cast<std::size_t>(columns * row + column)])
+                if (std::shared_ptr<Widget> w = item.widget.lock()) visit(row, column, item, *w);
+}
+
 void GridLayoutManager::resize(int newWidth, int newHeight) {
     if (newWidth == width && newHeight == height) return;
-    for (int row = 0; row < rows; ++row)
-        for (int column = 0; column < columns; ++column) {
-            auto& list = cells[static_cast<std::size_t>(columns * row + column)];
-            std::erase_if(list, [](const GridItem& item) { return item.widget.expired(); });
-            for (const GridItem& item : list) {
-                std::shared_ptr<Widget> w = item.widget.lock();
-                const int ww = static_cast<int>(w->width), wh = static_cast<int>(w->height);
-                int ox = 0, oy = 0, nx = 0, ny = 0;
-                anchorPosition(row, column, item, width, height, ww, wh, ox, oy);
-                anchorPosition(row, column, item, newWidth, newHeight, ww, wh, nx, ny);
-                w->relX = static_cast<float>(static_cast<int>(w->relX) - ox + nx);
-                w->relY = static_cast<float>(static_cast<int>(w->relY) - oy + ny);
-            }
-        }
+    forEachItem([&](int row, int column, const GridItem& item, Widget& w) {
+        const int ww = static_cast<int>(w.width), wh = static_cast<int>(w.height);
+        int ox = 0, oy = 0, nx = 0, ny = 0;
+        anchorPosition(row, column, item, width, height, ww, wh, ox, oy);
+        anchorPosition(row, column, item, newWidth, newHeight, ww, wh, nx, ny);
+        w.relX = static_cast<float>(static_cast<int>(w.relX) - ox + nx);
+        w.relY = static_cast<float>(static_cast<int>(w.relY) - oy + ny);
+    });
     width = newWidth;
     height = newHeight;
 }
 
 void GridLayoutManager::resetPositions() {
-    for (int row = 0; row < rows; ++row)
-        for (int column = 0; column < columns; ++column) {
-            auto& list = cells[static_cast<std::size_t>(columns * row + column)];
-            std::erase_if(list, [](const GridItem& item) { return item.widget.expired(); });
-            for (const GridItem& item : list) {
-                std::shared_ptr<Widget> w = item.widget.lock();
-                int px = 0, py = 0;
-                homePosition(row, column, item, static_cast<int>(w->width), static_cast<int>(w->height), px, py);
-                w->relX = static_cast<float>(px);
-                w->relY = static_cast<float>(py);
-            }
-        }
+    forEachItem([&](int row, int column, const GridItem& item, Widget& w) {
+        int px = 0, py = 0;
+        homePosition(row, column, item, static_cast<int>(w.width), static_cast<int>(w.height), px, py);
+        w.relX = static_cast<float>(px);
+        w.relY = static_cast<float>(py);
+    });
 }
 
 void GridLayoutManager::dropExpired() {

@@ -3,6 +3,7 @@
 // the window is resized. Pixels, origin bottom left, y up; row 0 is the
 // bottom row. A panel moved by hand keeps its distance from its anchor point.
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -44,6 +45,8 @@ public:
     void anchorPosition(int row, int column, const GridItem& item, int gridW, int gridH, int w, int h, int& outX,
                         int& outY) const;
     void homePosition(int row, int column, const GridItem& item, int w, int h, int& outX, int& outY) const;
+    // Every item whose widget is alive, with its cell; expired ones are dropped first.
+    void forEachItem(const std::function<void(int, int, const GridItem&, Widget&)>& visit);
 
     std::vector<std::vector<GridItem>> cells; // columns x row + column
     int32_t x = 0, y = 0;
