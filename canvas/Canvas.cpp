@@ -16,6 +16,10 @@
 #include "history/History.h"
 
 namespace {
+// The merge draws in finer tiles than the copies and clears work in: a copy
+// or clear is a memory fill, a merge runs a program per pixel.
+constexpr int32_t kFineTileSide = 16;
+
 // Round brushes need no tips; a canvas without a table stamps only those.
 const BrushTipTable& tipsOrNone(const BrushTipTable* tips) {
     static const BrushTipTable none;
@@ -85,6 +89,7 @@ void Canvas::resize(int newWidth, int newHeight, MultiLayeredImage& layers) {
     // New textures hold anything: every region is as bad as it can be.
     for (PixelRegion* r : {&staleRegion_, &strokeUsed_, &rawStrokeUsed_, &eraseBackupValid_, &straightColour_})
         r->reset(width, height);
+    strokeFine_.reset(width, height, kFineTileSide);
     staleRegion_.addAll();
     straightColour_.addAll();
     strokeUsed_.addAll();
@@ -148,11 +153,11 @@ void Canvas::copyRegion(Framebuffer& target, Framebuffer& source, const PixelReg
     drawTextureInto(target, source.textureId, region, true);
 }
 
-Framebuffer& Canvas::beginSurfacePass(const PixelRegion& change) {
+Framebuffer& Canvas::beginSurfacePass(const PixelRegion& change, bool drawsWholeChange) {
     const PixelRegion pass = passRegion(change);
-    // Outside the change the other surface must equal the current one.
+    // Outside what is drawn the other surface must equal the current one.
     PixelRegion copy = staleRegion_;
-    copy.subtract(pass);
+    if (drawsWholeChange) copy.subtract(pass);
     copyRegion(otherLayerSurface(), currentLayerSurface(), copy);
     return otherLayerSurface();
 }
@@ -198,12 +203,21 @@ void Canvas::clearBufferRegion(Framebuffer& buffer, PixelRegion& used, float dep
 void Canvas::markStrokeBufferUsed(std::span<const brush::Dab> dabs) {
     PixelRegion& used = selectionActive ? rawStrokeUsed_ : strokeUsed_;
     // Two pixels more: the smoothed merge reads one pixel around the stroke.
-    for (const brush::Dab& d : dabs) used.add(brush::dabBounds(d, 2));
+    for (const brush::Dab& d : dabs) {
+        const PixelRect bounds = brush::dabBounds(d, 2);
+        used.add(bounds);
+        // The masked copy of a selection lands in the stroke buffer within the raw one's tiles.
+        strokeFine_.add(bounds);
+    }
 }
 
 void Canvas::clearStrokeBuffer() {
-    if (selectionActive) clearBufferRegion(rawStrokeBuffer, rawStrokeUsed_, 1.0f);
-    else clearBufferRegion(strokeBuffer, strokeUsed_, 1.0f);
+    if (selectionActive) {
+        clearBufferRegion(rawStrokeBuffer, rawStrokeUsed_, 1.0f);
+    } else {
+        clearBufferRegion(strokeBuffer, strokeUsed_, 1.0f);
+        strokeFine_.clear();
+    }
 }
 
 void Canvas::clearCurrentSurface(float r, float g, float b, float a) {
@@ -360,6 +374,7 @@ void Canvas::renderDabs(const Brush& strokeBrush, std::span<const brush::Dab> da
     Framebuffer& target = selectionActive ? rawStrokeBuffer : strokeBuffer;
     PixelRegion& used = selectionActive ? rawStrokeUsed_ : strokeUsed_;
     clearBufferRegion(target, used, 0.0f);
+    if (!selectionActive) strokeFine_.clear();
     markStrokeBufferUsed(dabs);
     target.bind(GL_DRAW_FRAMEBUFFER);
     {
@@ -377,6 +392,11 @@ bool Canvas::compositeStroke(const Brush& strokeBrush, brush::Rgb strokeColor) {
     PixelRegion change = strokeUsed_;
     if (rewritesStraightColour) change.add(straightColour_);
     change = passRegion(change);
+    // What the merge draws: the stroke's fine tiles (and the straight-colour
+    // tiles the program rewrites); the rest of the change is copied.
+    PixelRegion drawn = strokeFine_;
+    if (rewritesStraightColour) drawn.addCovering(straightColour_);
+    if (!limitPassesToChanges) drawn = change;
     const PixelRegion straightBefore = straightColour_;
     if (erase) {
         // Where the stroke reaches for the first time the current surface
@@ -387,14 +407,14 @@ bool Canvas::compositeStroke(const Brush& strokeBrush, brush::Rgb strokeColor) {
         eraseBackupValid_.add(missing);
     }
     const GLuint canvasTexture = erase ? eraseBackup.textureId : currentLayerSurface().textureId;
-    Framebuffer& target = beginSurfacePass(change);
+    Framebuffer& target = beginSurfacePass(change, drawn.full());
     target.bind(GL_DRAW_FRAMEBUFFER);
     {
         CanvasProjection projection(width, height);
         if (history && history->replayPending) builder.clearPendingDabs();
-        // Blending is off: the merge replaces every pixel of the change, so
-        // the target needs no clear first.
-        drawStrokeComposite(strokeBrush, strokeColor, strokeBuffer.textureId, canvasTexture, change);
+        // Blending is off: the merge replaces every pixel it draws, so the
+        // target needs no clear first.
+        drawStrokeComposite(strokeBrush, strokeColor, strokeBuffer.textureId, canvasTexture, drawn);
     }
     target.unbind();
     endSurfacePass(change);

@@ -86,7 +86,9 @@ public:
     // beginSurfacePass brings the other surface up to date outside `change`
     // and returns it; the caller draws over `change` (drawRegion) and calls
     // endSurfacePass, which flips.
-    Framebuffer& beginSurfacePass(const PixelRegion& change);
+    // A caller that draws only part of `change` says so (drawsWholeChange
+    // false): the whole stale region is copied first, the change's tiles too.
+    Framebuffer& beginSurfacePass(const PixelRegion& change, bool drawsWholeChange = true);
     void endSurfacePass(const PixelRegion& change);
     // The current surface was written in place (a fill, an upload, a mirror).
     void currentSurfaceChanged(const PixelRegion& where);
@@ -143,6 +145,7 @@ private:
 
     PixelRegion staleRegion_;        // other layer surface != current one
     PixelRegion strokeUsed_;         // strokeBuffer may be non-zero here
+    PixelRegion strokeFine_;         // the same in 16-pixel tiles: what the merge draws
     PixelRegion rawStrokeUsed_;      // rawStrokeBuffer likewise
     PixelRegion eraseBackupValid_;   // eraseBackup holds the layer before the stroke
     // Where the current surface may hold colour above its alpha. The smoothed

@@ -13,11 +13,12 @@ PixelRect PixelRect::around(float left, float bottom, float right, float top, in
     return {x0, y0, x1 - x0, y1 - y0};
 }
 
-void PixelRegion::reset(int32_t width, int32_t height) {
+void PixelRegion::reset(int32_t width, int32_t height, int32_t tileSide) {
+    tileSide_ = std::max(tileSide, 1);
     width_ = std::max(width, 0);
     height_ = std::max(height, 0);
-    columns_ = (width_ + kTileSide - 1) / kTileSide;
-    rows_ = (height_ + kTileSide - 1) / kTileSide;
+    columns_ = (width_ + tileSide_ - 1) / tileSide_;
+    rows_ = (height_ + tileSide_ - 1) / tileSide_;
     tiles_.assign(static_cast<size_t>(columns_) * static_cast<size_t>(rows_), 0);
     count_ = 0;
 }
@@ -37,8 +38,8 @@ void PixelRegion::add(const PixelRect& rect) {
     const int32_t x0 = std::max(rect.x, 0), y0 = std::max(rect.y, 0);
     const int32_t x1 = std::min(rect.right(), width_), y1 = std::min(rect.top(), height_);
     if (x0 >= x1 || y0 >= y1) return;
-    for (int32_t row = y0 / kTileSide; row <= (y1 - 1) / kTileSide; ++row) {
-        for (int32_t column = x0 / kTileSide; column <= (x1 - 1) / kTileSide; ++column) {
+    for (int32_t row = y0 / tileSide_; row <= (y1 - 1) / tileSide_; ++row) {
+        for (int32_t column = x0 / tileSide_; column <= (x1 - 1) / tileSide_; ++column) {
             uint8_t& t = tiles_[static_cast<size_t>(row) * static_cast<size_t>(columns_) + static_cast<size_t>(column)];
             count_ += t == 0;
             t = 1;
@@ -46,8 +47,16 @@ void PixelRegion::add(const PixelRect& rect) {
     }
 }
 
+void PixelRegion::addCovering(const PixelRegion& other) {
+    if (other.width_ != width_ || other.height_ != height_) {
+        addAll();
+        return;
+    }
+    for (const PixelRect& r : other.rects()) add(r);
+}
+
 void PixelRegion::add(const PixelRegion& other) {
-    if (other.tiles_.size() != tiles_.size()) {
+    if (other.tiles_.size() != tiles_.size() || other.tileSide_ != tileSide_) {
         addAll();  // a region of another surface: assume the worst
         return;
     }
@@ -60,7 +69,7 @@ void PixelRegion::add(const PixelRegion& other) {
 }
 
 void PixelRegion::subtract(const PixelRegion& other) {
-    if (other.tiles_.size() != tiles_.size()) return;
+    if (other.tiles_.size() != tiles_.size() || other.tileSide_ != tileSide_) return;
     for (size_t i = 0; i < tiles_.size(); ++i) {
         if (other.tiles_[i] && tiles_[i]) {
             tiles_[i] = 0;
@@ -92,8 +101,8 @@ std::vector<PixelRect> PixelRegion::rects() const {
             }
             int32_t last = column;
             while (last + 1 < columns_ && line[last + 1]) ++last;
-            const int32_t y = row * kTileSide;
-            const int32_t top = std::min(y + kTileSide, height_);
+            const int32_t y = row * tileSide_;
+            const int32_t top = std::min(y + tileSide_, height_);
             // The same run in the row below: grow that rectangle upwards.
             auto same = std::find_if(previous.begin(), previous.end(),
                                      [&](const Run& r) { return r.first == column && r.last == last; });
@@ -101,8 +110,8 @@ std::vector<PixelRect> PixelRegion::rects() const {
                 out[same->rect].height = top - out[same->rect].y;
                 current.push_back({column, last, same->rect});
             } else {
-                const int32_t x = column * kTileSide;
-                const int32_t right = std::min((last + 1) * kTileSide, width_);
+                const int32_t x = column * tileSide_;
+                const int32_t right = std::min((last + 1) * tileSide_, width_);
                 out.push_back({x, y, right - x, top - y});
                 current.push_back({column, last, out.size() - 1});
             }

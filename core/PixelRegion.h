@@ -21,25 +21,28 @@ struct PixelRect {
 
 class PixelRegion {
 public:
-    static constexpr int32_t kTileSide = 64;
+    static constexpr int32_t kTileSide = 64;  // the usual tile side
 
     PixelRegion() = default;
-    // An empty region over a surface of this size.
-    PixelRegion(int32_t width, int32_t height) { reset(width, height); }
-    void reset(int32_t width, int32_t height);
+    // An empty region over a surface of this size, in tiles of `tileSide`.
+    PixelRegion(int32_t width, int32_t height, int32_t tileSide = kTileSide) { reset(width, height, tileSide); }
+    void reset(int32_t width, int32_t height, int32_t tileSide = kTileSide);
 
     void clear();
     void addAll();
     // Marks every tile the rectangle overlaps; the part outside the surface is dropped.
     void add(const PixelRect& rect);
     void add(const PixelRegion& other);
-    // Removes the tiles of `other` (same surface size).
+    // Removes the tiles of `other` (same surface size and tiles).
     void subtract(const PixelRegion& other);
+    // Marks every tile that overlaps a tile of `other`, whatever its tile side.
+    void addCovering(const PixelRegion& other);
 
     bool empty() const { return count_ == 0; }
     bool full() const { return count_ == static_cast<int32_t>(tiles_.size()) && count_ > 0; }
     bool containsTile(int32_t column, int32_t row) const;
     int32_t tileCount() const { return count_; }
+    int32_t tileSide() const { return tileSide_; }
     int32_t width() const { return width_; }
     int32_t height() const { return height_; }
 
@@ -50,6 +53,7 @@ public:
     int64_t pixelCount() const;
 
 private:
+    int32_t tileSide_ = kTileSide;
     int32_t width_ = 0, height_ = 0, columns_ = 0, rows_ = 0;
     int32_t count_ = 0;
     std::vector<uint8_t> tiles_;  // row by row from the bottom, 1 where marked

@@ -114,3 +114,22 @@ TEST(PixelRegion, RandomRegionsAreCoveredExactlyOnce) {
             ASSERT_EQ(got[p], expected[p]) << "round " << round << " pixel " << p % w << "," << p / w;
     }
 }
+
+TEST(PixelRegion, FineTilesCoverCoarseOnesExactly) {
+    PixelRegion coarse(200, 150);  // 64-pixel tiles
+    coarse.add({70, 10, 1, 1});     // tile (1, 0): pixels 64..127 x 0..63
+    coarse.add({199, 149, 1, 1});   // the clipped corner tile: 192..199 x 128..149
+    PixelRegion fine(200, 150, 16);
+    EXPECT_EQ(fine.tileSide(), 16);
+    fine.addCovering(coarse);
+    // 4 x 4 fine tiles for the whole coarse tile, 1 x 2 for the clipped corner.
+    EXPECT_EQ(fine.tileCount(), 16 + 2);
+    EXPECT_EQ(fine.pixelCount(), coarse.pixelCount());
+    EXPECT_TRUE(fine.containsTile(4, 0));
+    EXPECT_TRUE(fine.containsTile(7, 3));
+    EXPECT_FALSE(fine.containsTile(8, 0));
+    // Regions of different tiles do not mix tile by tile: adding counts as everything.
+    PixelRegion other(200, 150, 16);
+    other.add(coarse);
+    EXPECT_TRUE(other.full());
+}
