@@ -108,11 +108,11 @@ void Canvas::resize(int newWidth, int newHeight, MultiLayeredImage& layers) {
 }
 
 namespace {
-void clearSurface(Framebuffer& fb, float r, float g, float b, float a) {
+void clearSurface(Framebuffer& fb, float r, float g, float b, float a, float depth = 1.0f) {
     fb.bind(GL_DRAW_FRAMEBUFFER);
     glPushAttrib(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
     glClearColor(r, g, b, a);
-    glClearDepth(1.0);
+    glClearDepth(depth);
     glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
     glPopAttrib();
     fb.unbind();
@@ -181,20 +181,19 @@ void Canvas::clearBufferRegion(Framebuffer& buffer, PixelRegion& used, float dep
     const PixelRegion region = passRegion(used);
     used.clear();
     if (region.empty()) return;
+    if (region.full()) {
+        clearSurface(buffer, 0, 0, 0, 0, depth);
+        return;
+    }
+    // A clear is a fill of memory; cut by the scissor, rectangle by rectangle.
     buffer.bind(GL_DRAW_FRAMEBUFFER);
     glPushAttrib(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT | GL_SCISSOR_BIT | GL_ENABLE_BIT);
     glClearColor(0, 0, 0, 0);
     glClearDepth(depth);
-    if (region.full()) {
-        glDisable(GL_SCISSOR_TEST);
+    glEnable(GL_SCISSOR_TEST);
+    for (const PixelRect& r : region.rects()) {
+        glScissor(r.x, r.y, r.width, r.height);
         glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
-    } else {
-        // A clear is a fill of memory; cut by the scissor, rectangle by rectangle.
-        glEnable(GL_SCISSOR_TEST);
-        for (const PixelRect& r : region.rects()) {
-            glScissor(r.x, r.y, r.width, r.height);
-            glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
-        }
     }
     glPopAttrib();
     buffer.unbind();

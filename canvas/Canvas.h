@@ -5,7 +5,6 @@
 // used in turn, and every change writes the other one and flips.
 #include <array>
 #include <cstdint>
-#include <functional>
 #include <span>
 
 #include "brush/Brush.h"
