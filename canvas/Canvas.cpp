@@ -8,7 +8,9 @@
 #include "brush/BrushTips.h"
 #include "canvas/GlPixels.h"
 #include "canvas/MultiLayeredImage.h"
+#include "canvas/PolygonTessellator.h"
 #include "canvas/Projection.h"
+#include "canvas/ShaderProgram.h"
 #include "canvas/Shaders.h"
 #include "canvas/StrokeRenderer.h"
 #include "core/Globals.h"
@@ -211,12 +213,11 @@ void Canvas::markStrokeBufferUsed(std::span<const brush::Dab> dabs) {
 }
 
 void Canvas::clearStrokeBuffer() {
-    if (selectionActive) {
-        clearBufferRegion(rawStrokeBuffer, rawStrokeUsed_, 1.0f);
-    } else {
-        clearBufferRegion(strokeBuffer, strokeUsed_, 1.0f);
-        strokeFine_.clear();
-    }
+    // With a selection the masked copy of the raw buffer lands in strokeBuffer
+    // only where the raw one was used: the rest of it must be clear too.
+    if (selectionActive) clearBufferRegion(rawStrokeBuffer, rawStrokeUsed_, 1.0f);
+    clearBufferRegion(strokeBuffer, strokeUsed_, 1.0f);
+    strokeFine_.clear();
 }
 
 void Canvas::clearCurrentSurface(float r, float g, float b, float a) {
@@ -280,7 +281,7 @@ void Canvas::loadSurface(GLuint texture, bool keepFilter) {
 void Canvas::resetStrokeState() {
     builder = brush::StrokeBuilder{};
     builder.setTipFactorLookup([this](int32_t i) { return tipFactors(i); });
-    selectionActive = false;
+    clearSelection();
 }
 
 // ---- the stroke in progress ----------------------------------------------------
@@ -330,6 +331,7 @@ bool Canvas::flushPendingDabs() {
         stampDabs(builder.strokeBrush(), dabs, tipsOrNone(tips));
     }
     target.unbind();
+    if (selectionActive) applyMask();
     return true;
 }
 
@@ -371,9 +373,9 @@ brush::TipFactors Canvas::tipFactors(int32_t tipIndex) const {
 
 void Canvas::renderDabs(const Brush& strokeBrush, std::span<const brush::Dab> dabs) {
     Framebuffer& target = selectionActive ? rawStrokeBuffer : strokeBuffer;
-    PixelRegion& used = selectionActive ? rawStrokeUsed_ : strokeUsed_;
-    clearBufferRegion(target, used, 0.0f);
-    if (!selectionActive) strokeFine_.clear();
+    if (selectionActive) clearBufferRegion(rawStrokeBuffer, rawStrokeUsed_, 0.0f);
+    clearBufferRegion(strokeBuffer, strokeUsed_, 0.0f);
+    strokeFine_.clear();
     markStrokeBufferUsed(dabs);
     target.bind(GL_DRAW_FRAMEBUFFER);
     {
@@ -381,6 +383,7 @@ void Canvas::renderDabs(const Brush& strokeBrush, std::span<const brush::Dab> da
         stampDabs(strokeBrush, dabs, tipsOrNone(tips));
     }
     target.unbind();
+    if (selectionActive) applyMask();
 }
 
 bool Canvas::compositeStroke(const Brush& strokeBrush, brush::Rgb strokeColor) {
@@ -423,4 +426,236 @@ bool Canvas::compositeStroke(const Brush& strokeBrush, brush::Rgb strokeColor) {
     if (erase) straightColour_.subtract(change);
     else if (rewritesStraightColour) straightColour_.add(change);
     return true;
+}
+
+// ---- the selection ---------------------------------------------------------------
+
+namespace {
+// Draws `program` over the region of the bound target with blending off, two
+// textures read texel for pixel, vertex colour white.
+void drawTwoTexturePass(const ShaderProgram& program, const char* sampler0, GLuint texture0, const char* sampler1,
+                        GLuint texture1, const PixelRegion& region) {
+    glPushAttrib(GL_ENABLE_BIT | GL_COLOR_BUFFER_BIT | GL_CURRENT_BIT | GL_TEXTURE_BIT);
+    glDisable(GL_DEPTH_TEST);
+    glDisable(GL_BLEND);
+    glUseProgram(program.program);
+    glUniform1i(glGetUniformLocation(program.program, sampler0), 0);
+    glUniform1i(glGetUniformLocation(program.program, sampler1), 1);
+    bindTwoTextures(texture0, texture1);
+    for (GLenum unit : {GL_TEXTURE1, GL_TEXTURE0}) {
+        glActiveTexture(unit);
+        glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
+        glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
+    }
+    glColor4f(1, 1, 1, 1);
+    drawRegion(region);
+    unbindTwoTextures();
+    glUseProgram(0);
+    glPopAttrib();
+}
+
+void drawTriangles(const std::vector<math::Vec2>& triangles) {
+    glPushAttrib(GL_ENABLE_BIT | GL_CURRENT_BIT | GL_COLOR_BUFFER_BIT);
+    glDisable(GL_DEPTH_TEST);
+    glDisable(GL_LIGHTING);
+    glDisable(GL_CULL_FACE);
+    glDisable(GL_BLEND);
+    glDisable(GL_TEXTURE_2D);
+    glUseProgram(0);
+    glColor4f(1, 1, 1, 1);
+    glBegin(GL_TRIANGLES);
+    for (const math::Vec2& p : triangles) glVertex2f(p.x, p.y);
+    glEnd();
+    glPopAttrib();
+}
+} // namespace
+
+void Canvas::setSelection(std::vector<math::Vec2> outline) {
+    selectionTriangles_ = tessellatePolygon(outline);
+    selectionOutline_ = std::move(outline);
+    buildSelectionMask();
+    selectionActive = true;
+}
+
+void Canvas::restoreSelection(std::vector<math::Vec2> outline, std::vector<math::Vec2> triangles) {
+    selectionOutline_ = std::move(outline);
+    selectionTriangles_ = std::move(triangles);
+    buildSelectionMask();
+    selectionActive = true;
+}
+
+void Canvas::clearSelection() {
+    selectionActive = false;
+    selectionOutline_.clear();
+    selectionTriangles_.clear();
+}
+
+void Canvas::buildSelectionMask() {
+    if (!surfacesMade) return;
+    // Four samples a pixel give the edge its anti-aliasing; the resolve blit
+    // averages them into the mask.
+    GLuint samples = 0, framebuffer = 0, renderbuffer = 0;
+    const bool multisampleTexture = GLEW_VERSION_3_2 || GLEW_ARB_texture_multisample;
+    const bool multisampleStorage = GLEW_VERSION_3_0 || GLEW_EXT_framebuffer_multisample;
+    if (selectionMask.complete && (multisampleTexture || multisampleStorage)) {
+        glGenFramebuffers(1, &framebuffer);
+        glBindFramebuffer(GL_FRAMEBUFFER, framebuffer);
+        if (multisampleTexture) {
+            glGenTextures(1, &samples);
+            glBindTexture(GL_TEXTURE_2D_MULTISAMPLE, samples);
+            glTexImage2DMultisample(GL_TEXTURE_2D_MULTISAMPLE, 4, GL_RGBA8, width, height, GL_TRUE);
+            glBindTexture(GL_TEXTURE_2D_MULTISAMPLE, 0);
+            glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D_MULTISAMPLE, samples, 0);
+        } else {
+            glGenRenderbuffers(1, &renderbuffer);
+            glBindRenderbuffer(GL_RENDERBUFFER, renderbuffer);
+            glRenderbufferStorageMultisample(GL_RENDERBUFFER, 4, GL_RGBA8, width, height);
+            glBindRenderbuffer(GL_RENDERBUFFER, 0);
+            glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_RENDERBUFFER, renderbuffer);
+        }
+        if (glCheckFramebufferStatus(GL_FRAMEBUFFER) == GL_FRAMEBUFFER_COMPLETE) {
+            glPushAttrib(GL_COLOR_BUFFER_BIT | GL_ENABLE_BIT | GL_VIEWPORT_BIT);
+            glEnable(GL_MULTISAMPLE);
+            glDisable(GL_SCISSOR_TEST);
+            glClearColor(0, 0, 0, 0);
+            glClear(GL_COLOR_BUFFER_BIT);
+            {
+                CanvasProjection projection(width, height);
+                drawTriangles(selectionTriangles_);
+            }
+            glBindFramebuffer(GL_READ_FRAMEBUFFER, framebuffer);
+            glBindFramebuffer(GL_DRAW_FRAMEBUFFER, selectionMask.framebufferId);
+            glBlitFramebuffer(0, 0, width, height, 0, 0, width, height, GL_COLOR_BUFFER_BIT, GL_NEAREST);
+            glPopAttrib();
+            glBindFramebuffer(GL_FRAMEBUFFER, 0);
+            glDeleteFramebuffers(1, &framebuffer);
+            if (samples) glDeleteTextures(1, &samples);
+            if (renderbuffer) glDeleteRenderbuffers(1, &renderbuffer);
+            selectionMask.updated = true;
+            return;
+        }
+        glBindFramebuffer(GL_FRAMEBUFFER, 0);
+        glDeleteFramebuffers(1, &framebuffer);
+        if (samples) glDeleteTextures(1, &samples);
+        if (renderbuffer) glDeleteRenderbuffers(1, &renderbuffer);
+    }
+    // No multisampling: a hard-edged mask still confines the paint.
+    clearSurface(selectionMask, 0, 0, 0, 0);
+    selectionMask.bind(GL_DRAW_FRAMEBUFFER);
+    {
+        CanvasProjection projection(width, height);
+        drawTriangles(selectionTriangles_);
+    }
+    selectionMask.unbind();
+}
+
+PixelRegion Canvas::selectionRegion() const {
+    PixelRegion region(width, height);
+    if (selectionOutline_.empty()) return region;
+    float minX = selectionOutline_[0].x, maxX = minX, minY = selectionOutline_[0].y, maxY = minY;
+    for (const math::Vec2& p : selectionOutline_) {
+        minX = std::min(minX, p.x), maxX = std::max(maxX, p.x);
+        minY = std::min(minY, p.y), maxY = std::max(maxY, p.y);
+    }
+    region.add(PixelRect::around(minX, minY, maxX, maxY, 1));
+    return region;
+}
+
+void Canvas::applyMask() {
+    if (!surfacesMade) return;
+    const PixelRegion region = passRegion(rawStrokeUsed_);
+    strokeBuffer.bind(GL_DRAW_FRAMEBUFFER);
+    {
+        CanvasProjection projection(width, height);
+        drawTwoTexturePass(selectionMaskProgram, "strokeTex", rawStrokeBuffer.textureId, "maskTex",
+                           selectionMask.textureId, region);
+    }
+    strokeBuffer.unbind();
+    // The merge reads these tiles of the stroke buffer now.
+    strokeUsed_.add(region);
+}
+
+bool Canvas::extractSelection(int& outWidth, int& outHeight, std::vector<uint8_t>& bgraPixels, math::Vec2& centre) {
+    outWidth = outHeight = 0;
+    bgraPixels.clear();
+    if (!surfacesMade || selectionOutline_.empty()) return false;
+    float minX = selectionOutline_[0].x, maxX = minX, minY = selectionOutline_[0].y, maxY = minY;
+    for (const math::Vec2& p : selectionOutline_) {
+        minX = std::min(minX, p.x), maxX = std::max(maxX, p.x);
+        minY = std::min(minY, p.y), maxY = std::max(maxY, p.y);
+    }
+    minX = std::max(std::floor(minX), 0.0f);
+    minY = std::max(std::floor(minY), 0.0f);
+    maxX = std::min(std::ceil(maxX), static_cast<float>(width));
+    maxY = std::min(std::ceil(maxY), static_cast<float>(height));
+    centre = {(maxX - minX) * 0.5f + minX, (maxY - minY) * 0.5f + minY};
+    const int w = static_cast<int>(maxX - minX), h = static_cast<int>(maxY - minY);
+    if (w <= 0 || h <= 0) return false;
+    Framebuffer box;
+    if (!box.create(w, h, false, false)) return false;
+    box.bind(GL_DRAW_FRAMEBUFFER);
+    bgraPixels.resize(static_cast<std::size_t>(w) * static_cast<std::size_t>(h) * 4);
+    {
+        glPushAttrib(GL_COLOR_BUFFER_BIT);
+        glClearColor(0, 0, 0, 0);
+        glClear(GL_COLOR_BUFFER_BIT);
+        glPopAttrib();
+        CanvasProjection projection(w, h);
+        glTranslatef(-minX, -minY, 0.0f);
+        PixelRegion all = wholeCanvas();
+        drawTwoTexturePass(selectionMaskProgram, "strokeTex", currentLayerSurface().textureId, "maskTex",
+                           selectionMask.textureId, all);
+        glFinish();
+        if (box.complete) glBindFramebuffer(GL_READ_FRAMEBUFFER, box.framebufferId);
+        glPixelStorei(GL_PACK_ALIGNMENT, 1);
+        glReadPixels(0, 0, w, h, GL_BGRA, GL_UNSIGNED_BYTE, bgraPixels.data());
+        if (box.complete) glBindFramebuffer(GL_READ_FRAMEBUFFER, 0);
+    }
+    box.unbind();
+    box.destroy();
+    outWidth = w;
+    outHeight = h;
+    return true;
+}
+
+void Canvas::eraseSelectedPixels() {
+    if (!surfacesMade || !selectionActive) return;
+    // The erase program rewrites straight-colour pixels wherever it runs, so a
+    // limited pass covers those tiles as well as the selection's.
+    PixelRegion change = selectionRegion();
+    change.add(straightColour_);
+    change = passRegion(change);
+    const PixelRegion straightBefore = straightColour_;
+    const GLuint layerTexture = currentLayerSurface().textureId;
+    Framebuffer& target = beginSurfacePass(change);
+    target.bind(GL_DRAW_FRAMEBUFFER);
+    {
+        CanvasProjection projection(width, height);
+        drawTwoTexturePass(eraseProgram, "strokeTex", selectionMask.textureId, "canvasTex", layerTexture, change);
+    }
+    target.unbind();
+    endSurfacePass(change);
+    straightColour_ = straightBefore;
+}
+
+void Canvas::fillSelection(brush::Rgb fillColor) {
+    if (!surfacesMade || !selectionActive) return;
+    // The fill is a stroke that covers the whole raw buffer: the mask cuts it
+    // and the plain merge lays it on the layer.
+    clearSurface(rawStrokeBuffer, 1, 1, 1, 1);
+    rawStrokeUsed_.addAll();
+    clearBufferRegion(strokeBuffer, strokeUsed_, 1.0f);
+    strokeFine_.clear();
+    // The merge draws where the mask may be non-zero and copies the rest.
+    strokeFine_.addCovering(selectionRegion());
+    applyMask();
+    Brush plain;
+    plain.mode = kBrushModePaint;
+    plain.antialias = 0;
+    plain.flags = kBrushFlagNone;
+    plain.opacity = 1.0f;
+    compositeStroke(plain, fillColor);
+    // Nothing of the fill may show as a stroke preview afterwards.
+    clearBufferRegion(strokeBuffer, strokeUsed_, 1.0f);
+    strokeFine_.clear();
 }

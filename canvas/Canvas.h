@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdint>
 #include <span>
+#include <vector>
 
 #include "brush/Brush.h"
 #include "brush/StrokeBuilder.h"
@@ -106,6 +107,33 @@ public:
     // Where the stroke buffer in use may hold dabs.
     const PixelRegion& strokeBufferRegion() const { return selectionActive ? rawStrokeUsed_ : strokeUsed_; }
 
+    // ---- the selection ----
+    // A closed outline in canvas pixels confines painting: dabs go to
+    // rawStrokeBuffer and applyMask passes them through the mask into
+    // strokeBuffer, which the preview and the merge read as always.
+    // Tessellates the outline, draws the mask (anti-aliased) and raises
+    // selectionActive. Fewer than three points give an empty mask.
+    void setSelection(std::vector<math::Vec2> outline);
+    // selectionActive false, outline and triangles emptied.
+    void clearSelection();
+    // The same from an outline already tessellated (a snapshot's copy).
+    void restoreSelection(std::vector<math::Vec2> outline, std::vector<math::Vec2> triangles);
+    const std::vector<math::Vec2>& selectionOutline() const { return selectionOutline_; }
+    const std::vector<math::Vec2>& selectionTriangles() const { return selectionTriangles_; }
+    // rawStrokeBuffer times the mask's alpha into strokeBuffer, over the raw
+    // buffer's used tiles (all four channels: the result stays premultiplied).
+    void applyMask();
+    // The current layer under the mask, inside the outline's bounding box
+    // (clamped to the canvas): BGRA, rows bottom-up as GL reads them, and the
+    // box's centre in canvas pixels. False when the box holds no pixels.
+    bool extractSelection(int& width, int& height, std::vector<uint8_t>& bgraPixels, math::Vec2& centre);
+    // Removes the selected pixels from the current layer: alpha drops by the
+    // mask's alpha, colour scaled to stay premultiplied. A pass that flips.
+    void eraseSelectedPixels();
+    // Paints the colour (opaque) over the current layer through the mask,
+    // with the ordinary merge. Needs a selection.
+    void fillSelection(brush::Rgb fillColor);
+
     // Off: every pass covers the whole surface, as the reference that the
     // limited passes are tested against. On by default.
     bool limitPassesToChanges = true;
@@ -152,6 +180,11 @@ private:
     // smoothed merges turn such pixels black wherever they run, so a limited
     // pass of theirs must run here too to give the whole pass's bytes.
     PixelRegion straightColour_;
+    void buildSelectionMask();
+    // Tiles the mask may be non-zero in: the outline's box and a pixel round it.
+    PixelRegion selectionRegion() const;
+    std::vector<math::Vec2> selectionOutline_;
+    std::vector<math::Vec2> selectionTriangles_;
     uint64_t surfaceRevision_ = 0;
     bool surfacesMade = false;
     brush::StrokeBuilder builder; // the stroke window, flags and pending dabs

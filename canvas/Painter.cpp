@@ -174,6 +174,10 @@ int Painter::onMouseDrag(int x, int y, bool fromPen) {
 
 int Painter::onKey(int key, int x, int y) {
     if (int r = currentTool->onKey(key, x, y)) return r;
+    if (key == (kMaskCtrl | 'D') && canvas->selectionActive) {
+        SelectionTool::dropSelection(*canvas, gHistory);
+        return 1;
+    }
     // Built-in tool keys: d selection, r rotation.
     if (key == 'd') {
         selectTool(6);

@@ -10,8 +10,12 @@
 #include "io/BinaryStream.h"
 
 bool CanvasFillAction::execute() {
-    // TODO(selection): with a selection active only its polygon is filled;
-    // the selection tool supplies that polygon when it exists.
+    if (canvas_.selectionActive) {
+        // Only the selected pixels take the colour, through the mask.
+        canvas_.fillSelection({std::clamp(color_[0], 0.0f, 1.0f), std::clamp(color_[1], 0.0f, 1.0f),
+                               std::clamp(color_[2], 0.0f, 1.0f)});
+        return true;
+    }
     Framebuffer& target = canvas_.currentLayerSurface();
     target.bind(GL_DRAW_FRAMEBUFFER);
     {

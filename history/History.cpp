@@ -134,13 +134,18 @@ void History::takeSnapshot(bool force) {
     if (hasPixels()) captureSnapshotPixels(slot, *canvas_, layers_);
     if (!force && target == 1 && startAutosave) startAutosave(slot, actions_.size());
     slot.selectionEnabled = canvas_ ? canvas_->selectionActive : false;
-    if (slot.selectionEnabled && captureSelection) captureSelection(slot);
+    if (slot.selectionEnabled) {
+        // The triangles too, so a restore rebuilds the mask without tessellating.
+        slot.selectionPoints = canvas_->selectionOutline();
+        slot.selectionOutline = canvas_->selectionTriangles();
+        if (captureSelection) captureSelection(slot);
+    }
     activeSnapshot = static_cast<int16_t>(target);
 }
 
 void History::restoreSnapshot() {
     const HistorySnapshot& slot = snapshots_[static_cast<std::size_t>(activeSnapshot)];
-    if (canvas_) canvas_->selectionActive = false;
+    if (canvas_) canvas_->clearSelection();
     if (slot.actionIndex == 0) {
         resetToBlank();
         return;
@@ -155,7 +160,7 @@ void History::restoreSnapshot() {
         layers_.current = std::clamp(slot.currentLayer, 0, layers_.count() - 1);
     }
     layers_.modificationCount = modifications;
-    if (canvas_) canvas_->selectionActive = slot.selectionEnabled;
+    if (canvas_ && slot.selectionEnabled) canvas_->restoreSelection(slot.selectionPoints, slot.selectionOutline);
     if (restoreSelection) restoreSelection(slot);
 }
 

@@ -63,8 +63,8 @@ struct HistorySnapshot {
     int32_t width = 0, height = 0;
     std::vector<SnapshotLayer> layers;
     bool selectionEnabled = false;
-    std::vector<math::Vec2> selectionOutline;
-    std::vector<math::Vec2> selectionPoints;
+    std::vector<math::Vec2> selectionOutline; // the selection's triangles, three points each
+    std::vector<math::Vec2> selectionPoints;  // its outline as drawn
 
     // Lets go of every block that someone else (an autosave) still holds;
     // blocks owned by this slot alone stay for reuse.

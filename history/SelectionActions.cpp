@@ -4,13 +4,11 @@
 #include "io/BinaryStream.h"
 
 bool EnableSelectionAction::execute() {
-    // The selection tool completes this: copy the points into the tool,
-    // tessellate, build the mask, raise selectionActive. Until the mask
-    // exists the flag stays down, so painting is not confined to nothing.
+    canvas_.setSelection(points_);
     return true;
 }
 
-void EnableSelectionAction::undo() { canvas_.selectionActive = false; }
+void EnableSelectionAction::undo() { canvas_.clearSelection(); }
 
 void EnableSelectionAction::write(io::BinaryWriter& out) const {
     out.i32(static_cast<int32_t>(points_.size()));
@@ -32,13 +30,11 @@ void EnableSelectionAction::read(io::BinaryReader& in) {
 }
 
 bool DisableSelectionAction::execute() {
-    // The selection tool also empties its outline and resets its state.
-    canvas_.selectionActive = false;
+    canvas_.clearSelection();
     return true;
 }
 
 bool ImageCutAction::execute() {
-    // The selection tool completes this: clear the pixels under the mask.
-    (void)canvas_;
+    canvas_.eraseSelectedPixels();
     return true;
 }

@@ -1,7 +1,7 @@
 #pragma once
 // Actions of the polygon selection: enable (with its outline), disable, and
-// cut (clear the selected pixels). The selection tool completes the work on
-// its outline and mask; these hold the stored forms and the canvas flag.
+// cut (clear the selected pixels). The outline and its mask live on the
+// canvas, so a replay needs no tool.
 #include <vector>
 
 #include "core/Math.h"
@@ -19,7 +19,7 @@ public:
     int type() const override { return kTypeCode; }
     bool countsAsStep() const override { return true; }
     bool execute() override;
-    // No snapshot holds the selection tool's state: leaving the list clears it.
+    // Leaving the list drops the selection.
     void undo() override;
     // Body: count, then count points of x, y (floats), canvas pixels.
     void write(io::BinaryWriter& out) const override;

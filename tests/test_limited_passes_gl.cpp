@@ -6,6 +6,7 @@
 #include <cmath>
 #include <memory>
 #include <random>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,7 @@
 #include "history/History.h"
 #include "history/LayerListAction.h"
 #include "history/LayerPropertyAction.h"
+#include "history/SelectionActions.h"
 #include "platform/Random.h"
 #include "support/GlTestContext.h"
 
@@ -117,7 +119,8 @@ protected:
 
     // A reproducible session of every action that changes pixels or layers,
     // with undo and redo among them.
-    std::vector<std::vector<uint8_t>> runSession(uint32_t seed, bool limited, std::string& trace, int steps = 90) {
+    std::vector<std::vector<uint8_t>> runSession(uint32_t seed, bool limited, std::string& trace, int steps = 90,
+                                                 bool withSelections = false) {
         Session s(tips, kW, kH, limited);
         std::mt19937 rng(seed);
         kwSrand(seed);
@@ -171,6 +174,16 @@ protected:
                 s.perform(std::make_unique<CanvasFlipAction>(s.canvas, s.layers));
             } else if (pick < 86) {
                 s.perform(std::make_unique<CanvasFillAction>(s.canvas, unit(), unit(), unit()));
+            } else if (withSelections && pick < 90) {
+                // A random outline, often self-crossing, sometimes partly off the canvas.
+                std::vector<math::Vec2> outline;
+                const int corners = 3 + static_cast<int>(rng() % 8);
+                for (int i = 0; i < corners; ++i) outline.push_back({unit() * kW * 1.2f - 20, unit() * kH * 1.2f - 20});
+                s.perform(std::make_unique<EnableSelectionAction>(s.canvas, outline));
+            } else if (withSelections && pick < 92) {
+                s.perform(std::make_unique<ImageCutAction>(s.canvas));
+            } else if (withSelections && pick < 93) {
+                s.perform(std::make_unique<DisableSelectionAction>(s.canvas));
             } else if (pick < 96) {
                 const int n = 1 + static_cast<int>(rng() % 4);
                 for (int i = 0; i < n; ++i)
@@ -212,6 +225,29 @@ TEST_F(LimitedPassesTest, RandomSessionsGiveTheBytesOfWholeSurfacePasses) {
         }
         EXPECT_GT(painted, 2000u) << "seed " << seed << ": the session left the picture blank";
     }
+}
+
+// The mask pass, the confined fill and the cut follow the same rule: with a
+// selection in force, limited passes give the bytes of whole ones.
+TEST_F(LimitedPassesTest, RandomSessionsWithSelectionsGiveTheBytesOfWholeSurfacePasses) {
+    int selects = 0, cuts = 0;
+    for (uint32_t seed : {5u, 31u, 77u}) {
+        std::string limitedTrace, fullTrace;
+        const auto limited = runSession(seed, true, limitedTrace, 90, true);
+        const auto full = runSession(seed, false, fullTrace, 90, true);
+        ASSERT_EQ(limitedTrace, fullTrace);
+        ASSERT_EQ(limited.size(), full.size()) << "seed " << seed;
+        for (size_t i = 0; i < full.size(); ++i)
+            EXPECT_EQ(differingBytes(limited[i], full[i]), 0) << "seed " << seed << " layer " << i;
+        // Picks 86 to 89 select, 90 and 91 cut.
+        std::istringstream picks(limitedTrace);
+        for (int pick = 0; picks >> pick;) {
+            selects += pick >= 86 && pick < 90;
+            cuts += pick >= 90 && pick < 92;
+        }
+    }
+    EXPECT_GT(selects, 3);
+    EXPECT_GT(cuts, 2);
 }
 
 // The limited passes really are limited: a small stroke leaves the pair
