@@ -3,6 +3,7 @@
 #include <GL/glew.h>
 
 #include <algorithm>
+#include <cmath>
 #include <vector>
 
 #include "brush/BrushTips.h"
@@ -471,6 +472,8 @@ void drawTriangles(const std::vector<math::Vec2>& triangles) {
 } // namespace
 
 void Canvas::setSelection(std::vector<math::Vec2> outline) {
+    // A damaged file may hold points that are not numbers: they are left out.
+    std::erase_if(outline, [](math::Vec2 p) { return !std::isfinite(p.x) || !std::isfinite(p.y); });
     selectionTriangles_ = tessellatePolygon(outline);
     selectionOutline_ = std::move(outline);
     buildSelectionMask();

@@ -2,6 +2,7 @@
 
 #include <GL/glu.h>
 
+#include <cmath>
 #include <deque>
 
 namespace {
@@ -80,10 +81,11 @@ std::vector<math::Vec2> tessellatePolygon(const std::vector<math::Vec2>& outline
     // GLU keeps pointers to the coordinates until the polygon ends.
     std::vector<GLdouble> coords;
     coords.reserve(outline.size() * 3);
-    for (const math::Vec2& p : outline) coords.insert(coords.end(), {p.x, p.y, 0.0});
+    for (const math::Vec2& p : outline)
+        if (std::isfinite(p.x) && std::isfinite(p.y)) coords.insert(coords.end(), {p.x, p.y, 0.0});
     gluTessBeginPolygon(tess, &state);
     gluTessBeginContour(tess);
-    for (std::size_t i = 0; i < outline.size(); ++i) gluTessVertex(tess, &coords[i * 3], &coords[i * 3]);
+    for (std::size_t i = 0; i < coords.size() / 3; ++i) gluTessVertex(tess, &coords[i * 3], &coords[i * 3]);
     gluTessEndContour(tess);
     gluTessEndPolygon(tess);
     gluDeleteTess(tess);

@@ -8,4 +8,5 @@
 
 // Three points a triangle, in no particular orientation. Fewer than three
 // points, or an outline GLU rejects, give what GLU produced (often nothing).
+// Points that are not finite numbers are left out.
 std::vector<math::Vec2> tessellatePolygon(const std::vector<math::Vec2>& outline);

@@ -186,3 +186,11 @@ TEST(SelectionOutline, AntsPatternRunsByFrames) {
     EXPECT_EQ(seen[39], 0x3333);  // 40: back to the start
     EXPECT_EQ(frame, 1);          // after 41 calls
 }
+
+TEST(SelectionTessellation, PointsThatAreNotNumbersAreLeftOut) {
+    const float nan = std::nanf(""), inf = INFINITY;
+    const Outline damaged{{10, 10}, {nan, 5}, {90, 15}, {95, 80}, {inf, 3}, {40, 95}, {5, -inf}, {5, 60}};
+    const Outline clean{{10, 10}, {90, 15}, {95, 80}, {40, 95}, {5, 60}};
+    EXPECT_EQ(tessellatePolygon(damaged), tessellatePolygon(clean));
+    EXPECT_FALSE(tessellatePolygon(clean).empty());
+}
