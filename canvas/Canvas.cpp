@@ -332,7 +332,12 @@ bool Canvas::flushPendingDabs() {
         stampDabs(builder.strokeBrush(), dabs, tipsOrNone(tips));
     }
     target.unbind();
-    if (selectionActive) applyMask();
+    if (selectionActive) {
+        // The raw buffer changed only under these dabs: mask just their tiles.
+        PixelRegion fresh(width, height);
+        for (const brush::Dab& d : dabs) fresh.add(brush::dabBounds(d, 2));
+        applyMask(fresh);
+    }
     return true;
 }
 
@@ -564,9 +569,11 @@ PixelRegion Canvas::selectionRegion() const {
     return region;
 }
 
-void Canvas::applyMask() {
+void Canvas::applyMask() { applyMask(rawStrokeUsed_); }
+
+void Canvas::applyMask(const PixelRegion& changed) {
     if (!surfacesMade) return;
-    const PixelRegion region = passRegion(rawStrokeUsed_);
+    const PixelRegion region = passRegion(changed);
     strokeBuffer.bind(GL_DRAW_FRAMEBUFFER);
     {
         CanvasProjection projection(width, height);

@@ -123,6 +123,8 @@ public:
     // rawStrokeBuffer times the mask's alpha into strokeBuffer, over the raw
     // buffer's used tiles (all four channels: the result stays premultiplied).
     void applyMask();
+    // The same over the tiles of `changed` only (where the raw buffer changed).
+    void applyMask(const PixelRegion& changed);
     // The current layer under the mask, inside the outline's bounding box
     // (clamped to the canvas): BGRA, rows bottom-up as GL reads them, and the
     // box's centre in canvas pixels. False when the box holds no pixels.
