@@ -500,24 +500,30 @@ void Canvas::clearSelection() {
 
 void Canvas::buildSelectionMask() {
     if (!surfacesMade) return;
+    clearSurface(selectionMask, 0, 0, 0, 0);
+    // Only the outline's box is drawn: outside it the mask stays clear.
+    const PixelRect outline = selectionBox();
+    if (outline.empty()) return;
+    const int bw = outline.width, bh = outline.height;
     // Four samples a pixel give the edge its anti-aliasing; the resolve blit
     // averages them into the mask.
     GLuint samples = 0, framebuffer = 0, renderbuffer = 0;
     const bool multisampleTexture = GLEW_VERSION_3_2 || GLEW_ARB_texture_multisample;
     const bool multisampleStorage = GLEW_VERSION_3_0 || GLEW_EXT_framebuffer_multisample;
+    bool resolved = false;
     if (selectionMask.complete && (multisampleTexture || multisampleStorage)) {
         glGenFramebuffers(1, &framebuffer);
         glBindFramebuffer(GL_FRAMEBUFFER, framebuffer);
         if (multisampleTexture) {
             glGenTextures(1, &samples);
             glBindTexture(GL_TEXTURE_2D_MULTISAMPLE, samples);
-            glTexImage2DMultisample(GL_TEXTURE_2D_MULTISAMPLE, 4, GL_RGBA8, width, height, GL_TRUE);
+            glTexImage2DMultisample(GL_TEXTURE_2D_MULTISAMPLE, 4, GL_RGBA8, bw, bh, GL_TRUE);
             glBindTexture(GL_TEXTURE_2D_MULTISAMPLE, 0);
             glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D_MULTISAMPLE, samples, 0);
         } else {
             glGenRenderbuffers(1, &renderbuffer);
             glBindRenderbuffer(GL_RENDERBUFFER, renderbuffer);
-            glRenderbufferStorageMultisample(GL_RENDERBUFFER, 4, GL_RGBA8, width, height);
+            glRenderbufferStorageMultisample(GL_RENDERBUFFER, 4, GL_RGBA8, bw, bh);
             glBindRenderbuffer(GL_RENDERBUFFER, 0);
             glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_RENDERBUFFER, renderbuffer);
         }
@@ -528,27 +534,25 @@ void Canvas::buildSelectionMask() {
             glClearColor(0, 0, 0, 0);
             glClear(GL_COLOR_BUFFER_BIT);
             {
-                CanvasProjection projection(width, height);
+                CanvasProjection projection(bw, bh);
+                glTranslatef(static_cast<float>(-outline.x), static_cast<float>(-outline.y), 0.0f);
                 drawTriangles(selectionTriangles_);
             }
             glBindFramebuffer(GL_READ_FRAMEBUFFER, framebuffer);
             glBindFramebuffer(GL_DRAW_FRAMEBUFFER, selectionMask.framebufferId);
-            glBlitFramebuffer(0, 0, width, height, 0, 0, width, height, GL_COLOR_BUFFER_BIT, GL_NEAREST);
+            glBlitFramebuffer(0, 0, bw, bh, outline.x, outline.y, outline.right(), outline.top(), GL_COLOR_BUFFER_BIT,
+                              GL_NEAREST);
             glPopAttrib();
-            glBindFramebuffer(GL_FRAMEBUFFER, 0);
-            glDeleteFramebuffers(1, &framebuffer);
-            if (samples) glDeleteTextures(1, &samples);
-            if (renderbuffer) glDeleteRenderbuffers(1, &renderbuffer);
             selectionMask.updated = true;
-            return;
+            resolved = true;
         }
         glBindFramebuffer(GL_FRAMEBUFFER, 0);
         glDeleteFramebuffers(1, &framebuffer);
         if (samples) glDeleteTextures(1, &samples);
         if (renderbuffer) glDeleteRenderbuffers(1, &renderbuffer);
     }
+    if (resolved) return;
     // No multisampling: a hard-edged mask still confines the paint.
-    clearSurface(selectionMask, 0, 0, 0, 0);
     selectionMask.bind(GL_DRAW_FRAMEBUFFER);
     {
         CanvasProjection projection(width, height);
@@ -557,15 +561,23 @@ void Canvas::buildSelectionMask() {
     selectionMask.unbind();
 }
 
-PixelRegion Canvas::selectionRegion() const {
-    PixelRegion region(width, height);
-    if (selectionOutline_.empty()) return region;
+PixelRect Canvas::selectionBox() const {
+    if (selectionOutline_.empty()) return {};
     float minX = selectionOutline_[0].x, maxX = minX, minY = selectionOutline_[0].y, maxY = minY;
     for (const math::Vec2& p : selectionOutline_) {
         minX = std::min(minX, p.x), maxX = std::max(maxX, p.x);
         minY = std::min(minY, p.y), maxY = std::max(maxY, p.y);
     }
-    region.add(PixelRect::around(minX, minY, maxX, maxY, 1));
+    const PixelRect around = PixelRect::around(minX, minY, maxX, maxY, 1);
+    const int32_t x0 = std::max(around.x, 0), y0 = std::max(around.y, 0);
+    const int32_t x1 = std::min(around.right(), width), y1 = std::min(around.top(), height);
+    if (x1 <= x0 || y1 <= y0) return {};
+    return {x0, y0, x1 - x0, y1 - y0};
+}
+
+PixelRegion Canvas::selectionRegion() const {
+    PixelRegion region(width, height);
+    region.add(selectionBox());
     return region;
 }
 
@@ -599,8 +611,9 @@ bool Canvas::extractSelection(int& outWidth, int& outHeight, std::vector<uint8_t
     maxX = std::min(std::ceil(maxX), static_cast<float>(width));
     maxY = std::min(std::ceil(maxY), static_cast<float>(height));
     centre = {(maxX - minX) * 0.5f + minX, (maxY - minY) * 0.5f + minY};
+    // A box off the canvas (or of coordinates beyond any int) has no pixels.
+    if (!(maxX > minX) || !(maxY > minY)) return false;
     const int w = static_cast<int>(maxX - minX), h = static_cast<int>(maxY - minY);
-    if (w <= 0 || h <= 0) return false;
     Framebuffer box;
     if (!box.create(w, h, false, false)) return false;
     box.bind(GL_DRAW_FRAMEBUFFER);

@@ -183,7 +183,9 @@ private:
     // pass of theirs must run here too to give the whole pass's bytes.
     PixelRegion straightColour_;
     void buildSelectionMask();
-    // Tiles the mask may be non-zero in: the outline's box and a pixel round it.
+    // The outline's box and a pixel round it, cut to the canvas: where the
+    // mask may be non-zero. selectionRegion: its tiles.
+    PixelRect selectionBox() const;
     PixelRegion selectionRegion() const;
     std::vector<math::Vec2> selectionOutline_;
     std::vector<math::Vec2> selectionTriangles_;

@@ -343,6 +343,13 @@ TEST_F(SelectionGl, ExtractSelectionClampsToTheCanvas) {
     d.select({{300, 10}, {350, 10}, {320, 60}});
     EXPECT_FALSE(d.canvas.extractSelection(w, h, bgra, centre));
     EXPECT_TRUE(bgra.empty());
+    d.select({{-90, 10}, {-50, 10}, {-70, 60}});
+    EXPECT_FALSE(d.canvas.extractSelection(w, h, bgra, centre));
+    // Coordinates far beyond any int (a damaged file): still no pixels, no overflow.
+    d.select({{1e30f, 10}, {3e30f, 10}, {2e30f, 1e30f}});
+    EXPECT_FALSE(d.canvas.extractSelection(w, h, bgra, centre));
+    EXPECT_EQ(w, 0);
+    EXPECT_EQ(h, 0);
 }
 
 TEST_F(SelectionGl, TwoPointsSelectNothingAndPaintNothing) {
