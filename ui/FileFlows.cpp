@@ -335,8 +335,8 @@ void exitFromKey() {
 }
 
 void offerRecoveryOnce() {
+    if (!gApp || !gApp->closingStatus || gApp->closingStatus->cleanExit) return;
     ApplicationClosingStatus& status = *gApp->closingStatus;
-    if (status.cleanExit) return;
     status.cleanExit = true;
     const std::string path = platform::tempDir() + "/KW_AUTOSAVE.dpf";
     const std::string last = lastExistingName(path);
