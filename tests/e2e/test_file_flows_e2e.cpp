@@ -490,3 +490,41 @@ TEST(FileFlowsE2E, InProgramFileDialogSavesAndLoads) {
     ASSERT_TRUE(s.waitFor("image loaded")) << s.app.output();
     EXPECT_EQ(s.app.title(), "source.png - Kestrelwing");
 }
+
+TEST(FileFlowsE2E, UnsavedWorkIsAskedAboutBeforeANewImage) {
+    FlowSession s;
+    s.answers({"#1 " + s.W + "/guarded"});
+    ASSERT_TRUE(s.start()) << s.app.output();
+    const int w = s.app.windowWidth(), h = s.app.windowHeight();
+    auto paint = [&] {
+        s.app.drag({{w / 2 - 150, h / 2}, {w / 2 - 50, h / 2 + 20}, {w / 2 + 50, h / 2 - 20}, {w / 2 + 150, h / 2}});
+        s.app.waitFrames(20);
+    };
+    const Screenshot blank = shotAndKeep(s.app, "guard_blank.png");
+    paint();
+    const Screenshot painted = shotAndKeep(s.app, "guard_painted.png");
+    ASSERT_TRUE(centreChanged(s.app, blank, painted, 500)) << "the stroke shows";
+
+    // Cancel: nothing else happens.
+    s.key("ctrl+n", 20);
+    shotAndKeep(s.app, "guard_question.png");
+    s.key("Escape", 20);
+    EXPECT_FALSE(centreChanged(s.app, painted, shotAndKeep(s.app, "guard_cancelled.png"), 1));
+
+    // No: straight on to the dialog; its OK makes a grey picture.
+    s.key("ctrl+n", 20);
+    s.key("Left Return", 20);
+    s.key("Return", 40);
+    EXPECT_FALSE(centreChanged(s.app, blank, shotAndKeep(s.app, "guard_no.png"), 1)) << "a new grey picture";
+    EXPECT_EQ(s.count("drawing process saved"), 0);
+
+    // Yes: the process is saved first.
+    paint();
+    s.key("ctrl+n", 20);
+    s.key("Return", 20);
+    ASSERT_TRUE(s.waitFor("drawing process saved\nat location: \"" + s.W + "/guarded.dpf\"")) << s.app.output();
+    s.key("Return", 40);
+    EXPECT_FALSE(centreChanged(s.app, blank, shotAndKeep(s.app, "guard_yes.png"), 1));
+    EXPECT_TRUE(fs::exists(s.W + "/guarded.dpf"));
+    EXPECT_EQ(s.app.title(), "unnamed_image - Kestrelwing");
+}
