@@ -72,7 +72,7 @@ void afterNewCanvas() {
 
 void doSaveProcess() {
     ChosenPath chosen;
-    if (!chooseFile(true, processFilters(), chosen, gApp->imageName)) return;
+    if (!chooseFile(true, processFilters(), chosen, gApp->imageName, "Save drawing process")) return;
     // A saved file is never overwritten: the next free numbered name.
     const std::string path = nextFreeName(chosen.path);
     const std::string shown = utf8ToLatin1(path);
@@ -252,7 +252,7 @@ void loadImage() {
     FlowGuard guard;
     if (!guard || !unsavedWorkHandled()) return;
     ChosenPath chosen;
-    if (!chooseFile(false, loadImageFilters(), chosen)) return;
+    if (!chooseFile(false, loadImageFilters(), chosen, "", "Load image")) return;
     gApp->showMessage("LOADING..");
     if (chosen.extension == ".kwf") {
         DocumentTarget doc = document(true);
@@ -279,7 +279,7 @@ void loadProcess(bool askAboutChanges) {
     if (!guard) return;
     if (askAboutChanges && !unsavedWorkHandled()) return;
     ChosenPath chosen;
-    if (!chooseFile(false, processFilters(), chosen)) return;
+    if (!chooseFile(false, processFilters(), chosen, "", "Load drawing process")) return;
     gApp->showMessage("LOADING..");
     if (openFile(chosen.path, mainloop::pumpUntil)) storeCurrentDirectory();
 }
@@ -293,7 +293,7 @@ void saveImage() {
     FlowGuard guard;
     if (!guard) return;
     ChosenPath chosen;
-    if (!chooseFile(true, saveImageFilters(), chosen, gApp->imageName)) return;
+    if (!chooseFile(true, saveImageFilters(), chosen, gApp->imageName, "Save image")) return;
     gApp->showMessage("saving..");
     setTitleFromPath(chosen.shown);
     const std::string path = nextFreeName(chosen.path);

@@ -528,3 +528,29 @@ TEST(FileFlowsE2E, UnsavedWorkIsAskedAboutBeforeANewImage) {
     EXPECT_TRUE(fs::exists(s.W + "/guarded.dpf"));
     EXPECT_EQ(s.app.title(), "unnamed_image - Kestrelwing");
 }
+
+// The desktop's dialog: zenity on its own thread while the window lives on.
+TEST(FileFlowsE2E, ZenityDialogOnItsOwnThread) {
+    if (std::system("command -v zenity > /dev/null 2>&1") != 0) GTEST_SKIP() << "zenity is not installed";
+    FlowSession s; // no script: the desktop's dialog answers
+    ASSERT_TRUE(s.start()) << s.app.output();
+    s.key("s", 5);
+    s.app.xdotool("search --sync --name \"^Save image$\" windowfocus --sync");
+    usleep(1500 * 1000);
+    // The program's keys still arrive while zenity waits, and no second
+    // dialog starts.
+    s.app.xdotool("windowfocus --sync " + std::to_string(s.app.windowId()));
+    s.key("l", 10);
+    EXPECT_TRUE(s.waitFor("please answer the open file dialog first")) << s.app.output();
+    s.app.xdotool("search --sync --name \"^Save image$\" windowfocus --sync");
+    usleep(300 * 1000);
+    s.app.xdotool("key ctrl+a");
+    s.app.xdotool("type --delay 20 " + s.W + "/via_zenity.png");
+    s.app.xdotool("key Return");
+    ASSERT_TRUE(s.waitFor("image saved\nat location: \"" + s.W + "/via_zenity.png\"", 1, 10000)) << s.app.output();
+    const DecodedImage img = decodeImage(s.W + "/via_zenity.png", DecodeLimits{});
+    ASSERT_TRUE(img.ok());
+    EXPECT_EQ(img.width, 1024);
+    EXPECT_EQ(s.app.title(), "via_zenity.png - Kestrelwing");
+    EXPECT_EQ(s.count("LOADING.."), 0);
+}
