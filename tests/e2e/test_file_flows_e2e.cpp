@@ -213,6 +213,9 @@ TEST(FileFlowsE2E, LoadAndSaveImageInEveryFormat) {
     ASSERT_TRUE(s.waitFor("image loaded")) << s.app.output();
     EXPECT_EQ(s.count("LOADING.."), 1);
     EXPECT_EQ(s.app.title(), "source.png - Kestrelwing");
+    // The folder of the loaded file is the next start's.
+    EXPECT_NE(readAll(s.app.settingsFolder() + "/Kestrelwing/settings.ini").find("curr_dir=" + s.W + "\n"),
+              std::string::npos);
     for (int i = 1; i <= 4; ++i) {
         s.key("s");
         ASSERT_TRUE(s.waitFor("image saved", i)) << s.app.output();
