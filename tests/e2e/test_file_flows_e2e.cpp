@@ -169,12 +169,17 @@ TEST(FileFlowsE2E, NewImageSizesTransparentEmptyAndTooLarge) {
     EXPECT_EQ(img.pixels[(240 * 640 + 320) * 4 + 0], 204);
     EXPECT_EQ(img.pixels[(240 * 640 + 320) * 4 + 3], 255);
 
-    // Transparent: the check box is the third stop; OK the fifth.
-    s.key("ctrl+n", 20);
-    s.key("Tab Tab space", 5);
+    // Transparent: the check box is the third stop; OK the fifth. One key
+    // at a time, each after a tick: the held Ctrl of ctrl+n is read by the tick.
+    s.key("ctrl+n", 30);
+    s.key("Tab", 5);
+    s.key("Tab", 5);
+    s.key("space", 5);
     const Screenshot checked = shotAndKeep(s.app, "new_image_transparent.png");
     (void)checked;
-    s.key("Tab Tab Return", 20);
+    s.key("Tab", 5);
+    s.key("Tab", 5);
+    s.key("Return", 20);
     s.key("s");
     ASSERT_TRUE(s.waitFor("image saved", 2)) << s.app.output();
     img = decodeImage(s.W + "/clear.png", DecodeLimits{});

@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstdlib>
+#include <string>
 
 #include "e2e/AppSession.h"
 
@@ -39,9 +40,13 @@ TEST(WindowE2E, BlankCanvasOverCheckerboardWithDrawnCursor) {
     EXPECT_EQ(notFilled, 0) << "the start picture is 0.8 grey";
 
     // New image, same size, "Transparent background" (the third stop), OK (the fifth).
+    // One key at a time, each after a tick: the held Ctrl of ctrl+n is read by the tick.
     app.xdotool("key ctrl+n");
-    app.waitFrames(20);
-    app.xdotool("key Tab Tab space Tab Tab Return");
+    app.waitFrames(30);
+    for (const char* key : {"Tab", "Tab", "space", "Tab", "Tab", "Return"}) {
+        app.xdotool(std::string("key ") + key);
+        app.waitFrames(5);
+    }
     app.waitFrames(40);
     app.moveMouse(px, py);
     app.waitFrames(10);
