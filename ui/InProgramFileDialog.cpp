@@ -58,8 +58,7 @@ public:
     }
 
     void build() {
-        std::weak_ptr<Dialog> self = shared_from_this();
-        auto* d = this;
+        auto* d = this; // the widgets live inside the dialog
         folderText = std::make_shared<TextWidget>(10, 400, "", 0);
         folderText->vAlign = VAlign::Bottom;
         add(folderText, true);
@@ -90,7 +89,6 @@ public:
         }
         name->setFocused(true);
         fill();
-        (void)self;
     }
 
     int onKey(int key, int x, int y) override {
