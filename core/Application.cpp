@@ -5,6 +5,7 @@
 #include <cstdarg>
 #include <cstdio>
 
+#include "platform/ErrorBox.h"
 #include "platform/Settings.h"
 #include "ui/NotificationWidget.h"
 
@@ -83,7 +84,7 @@ void Application::showMessage(const char* format, ...) {
     va_end(args);
     lastMessage = buffer;
     // The terminal gets every status line too (users in a terminal, tests).
-    std::printf("%s\n", buffer);
+    std::printf("%s\n", platform::latin1ToUtf8(buffer).c_str());
     std::fflush(stdout);
     if (notification) notification->show("%s", buffer);
 }

@@ -9,6 +9,7 @@
 #include "core/InputState.h"
 #include "core/InteractionMode.h"
 #include "core/PaintingApplication.h"
+#include "ui/FileFlows.h"
 #include "ui/ReplayPrompt.h"
 
 namespace commands {
@@ -57,7 +58,10 @@ CommandList makeApplicationCommands(PaintingApplication& app, Painter& painter) 
         };
     };
     CommandList list;
-    list.push_back(make(kNewImage, "new image", 0x84E, 0, missing("new image")));
+    list.push_back(make(kNewImage, "new image", 0x84E, 0, [] {
+        fileflows::newImage();
+        return 1;
+    }));
     list.push_back(make(kShowHelp, "show help dialog", 0x101, 0, missing("show help dialog")));
     list.push_back(make(kShowSettings, "show settings", 0x10C, 0, missing("show settings")));
     list.push_back(make(kToggleReferenceView, "toggle reference view", 0x103, 0, missing("toggle reference view")));
@@ -133,7 +137,7 @@ bool runBuiltInKey(PaintingApplication& app, Painter& painter, int32_t code) {
     case 27:
         // While a load, save or export runs, ESC asks it to stop.
         if (app.busy()) app.cancelRequested = true;
-        else notAvailableYet(app, "exit");
+        else fileflows::exitFromKey();
         return true;
     case 0x21:
         cycleLayers(app);
@@ -141,15 +145,15 @@ bool runBuiltInKey(PaintingApplication& app, Painter& painter, int32_t code) {
     case 'b': painter.selectTool(1); return true;
     case 'e': painter.selectTool(2); return true;
     case 'h': toggleLayerVisibility(app); return true;
-    case 'l': notAvailableYet(app, "load image"); return true;
+    case 'l': fileflows::loadImage(); return true;
     case 'p': openReplayPrompt(); return true; // OK starts the replay
-    case 's': notAvailableYet(app, "save image"); return true;
+    case 's': fileflows::saveImage(); return true;
     case 'v': notAvailableYet(app, "export video"); return true;
     case 0x104: togglePerspective(app, painter); return true;
     case 0x105: notAvailableYet(app, "brush properties dialog"); return true;
-    case 0x106: notAvailableYet(app, "quick save"); return true;
-    case 0x108: notAvailableYet(app, "save drawing process"); return true;
-    case 0x109: notAvailableYet(app, "load drawing process"); return true;
+    case 0x106: fileflows::quickSave(); return true;
+    case 0x108: fileflows::saveProcess(); return true;
+    case 0x109: fileflows::loadProcess(false); return true;
     case 0x859: redoLastStep(app); return true;
     case 0x85A: undoLastStep(app); return true;
     default: return false;

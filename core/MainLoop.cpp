@@ -10,6 +10,7 @@
 #include "canvas/Canvas.h"
 #include "canvas/Painter.h"
 #include "core/CommandList.h"
+#include "ui/FileFlows.h"
 #include "core/FrameOverlays.h"
 #include "core/Globals.h"
 #include "core/InputCallbacks.h"
@@ -56,6 +57,8 @@ void tick(int period) {
     if (gGui) gGui->update(elapsed, 0, 0);
     gPainter.update(elapsed, 0, 0);
     AnimatorRegistry::instance().tick();
+    // After a crash: the question about the autosave, once.
+    fileflows::offerRecoveryOnce();
 }
 
 void slowTick(int period) {

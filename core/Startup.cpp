@@ -31,6 +31,8 @@
 #include "core/PaintingApplication.h"
 #include "core/WindowPlacement.h"
 #include "tools/Tool.h"
+#include "ui/FileFlows.h"
+#include "ui/InProgramFileDialog.h"
 #include "ui/ModalFlows.h"
 #include "ui/NotificationWidget.h"
 #include "ui/ReplaySession.h"
@@ -157,19 +159,15 @@ void registerCallbacks() {
     glutMotionFunc(onGlutMotion);
     glutPassiveMotionFunc(onGlutPassiveMotion);
     glutMouseWheelFunc(onGlutMouseWheel);
-    platform::setDropFileCallback([](const std::string& path, int x, int y) {
-        // Runs from the tick, so the load's nested loop may pump. The warning
-        // box and the reference view's share come with the dialogs.
-        std::printf("dropped file: %s at %d,%d\n", path.c_str(), x, y);
-        if (!acceptDropNow()) return;
-        openFile(path, mainloop::pumpUntil);
-    });
+    // Runs from the tick, so the warning and the load's nested loop may pump.
+    platform::setDropFileCallback(fileflows::dropFile);
     platform::setCloseButtonCallback([](int* allowClose) {
         // The window never closes by itself: the program ends through its exit routine.
         *allowClose = 0;
         onWindowCloseRequest();
     });
     installModalHooks();
+    installInProgramFileDialog();
 }
 
 } // namespace
@@ -188,13 +186,8 @@ bool openFile(const std::string& path, const WaitFunction& wait) {
 }
 
 void makeBlankImage(int width, int height) {
-    // A transparent picture over the checkerboard, with an empty history that
-    // starts from this size.
-    gHistory.resetForNewPicture(width, height);
-    gCanvas.resize(width, height, gLayers);
-    for (auto& tool : gPainter.tools) tool->onCanvasCreated(width, height);
-    gCanvas.clearCurrentSurface(0, 0, 0, 0);
-    gCanvas.clearStrokeBuffer();
+    // The start-up picture is a new image, grey like every new one.
+    fileflows::makeNewPicture(width, height, false);
     fitToWindow(gPainter);
 }
 

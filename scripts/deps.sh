@@ -14,6 +14,7 @@ PACKAGES=(
   xvfb xauth xdotool
   imagemagick libtiff-tools
   xclip
+  zenity
 )
 
 missing=()

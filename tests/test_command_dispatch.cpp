@@ -120,7 +120,7 @@ TEST_F(CommandDispatchTest, CommandListsHoldTheDefaults) {
 
 TEST_F(CommandDispatchTest, CommandsWithoutTargetSaySoUnderTheirKeys) {
     const std::vector<std::pair<int, std::string>> cases = {
-        {0x84E, "new image"},   {0x101, "show help dialog"}, {0x10C, "show settings"},
+        {0x101, "show help dialog"}, {0x10C, "show settings"},
         {0x103, "toggle reference view"},
     };
     for (const auto& [code, name] : cases) {
@@ -292,17 +292,11 @@ TEST_F(CommandDispatchTest, EscapeWhileBusyAsksToCancel) {
     EXPECT_TRUE(gApp->cancelRequested);
     gApp->Application::busy = false;
     gApp->cancelRequested = false;
-    press(27);
-    EXPECT_FALSE(gApp->cancelRequested);
-    EXPECT_EQ(gApp->lastMessage, "exit: not available yet");
 }
 
 TEST_F(CommandDispatchTest, BuiltInKeysWithoutTargetSaySo) {
     const std::vector<std::pair<int, std::string>> cases = {
-        {9, "show/hide GUI"},       {'l', "load image"},
-        {'s', "save image"},         {'v', "export video"},
-        {0x105, "brush properties dialog"}, {0x106, "quick save"},   {0x108, "save drawing process"},
-        {0x109, "load drawing process"},
+        {9, "show/hide GUI"}, {'v', "export video"}, {0x105, "brush properties dialog"},
     };
     for (const auto& [code, name] : cases) {
         gApp->lastMessage.clear();

@@ -31,6 +31,11 @@ void onWindowCloseRequest() {
     }
     if (gExitQuestion) return;
     closeAllDialogs();
+    askToExit();
+}
+
+void askToExit() {
+    if (gExitQuestion) return;
     gExitQuestion = true;
     const int answer = confirmBox("Exit?", "Exit");
     gExitQuestion = false;

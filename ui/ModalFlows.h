@@ -14,6 +14,9 @@ void installModalHooks();
 // question is open is ignored.
 void onWindowCloseRequest();
 bool exitQuestionOpen();
+// "Exit?" with "Exit" and "Cancel" (Esc, the menu, the close button): Exit
+// runs the exit routine. Nothing when the question is already open.
+void askToExit();
 // What "Exit" runs: the exit routine (mainloop::exitProgram); tests put
 // their own in, an empty one puts it back.
 void setExitRoutine(std::function<void()> routine);

@@ -123,6 +123,7 @@ bool AppSession::start(const std::vector<std::string>& args, int timeoutMs) {
         setenv("XDG_CONFIG_HOME", configDir.c_str(), 1);
         setenv("XDG_DATA_HOME", (workDir + "/data").c_str(), 1);
         setenv("HOME", workDir.c_str(), 1);
+        for (const auto& [name, value] : extraEnv) setenv(name.c_str(), value.c_str(), 1);
         int fd = open(logPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
         dup2(fd, 1);
         dup2(fd, 2);
@@ -260,6 +261,8 @@ void AppSession::sendCloseRequest() {
     XSendEvent(display, window, False, NoEventMask, &ev);
     XFlush(display);
 }
+
+std::string AppSession::title() { return window ? windowName(display, window) : std::string(); }
 
 bool AppSession::running() {
     if (pid <= 0) return false;

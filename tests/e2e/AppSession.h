@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 struct Screenshot {
@@ -51,6 +52,16 @@ public:
     bool running();
     std::string output() const; // standard output and error so far
     std::string settingsFolder() const { return configDir; }
+    // The session's private folder (HOME); removed with the session.
+    std::string workFolder() const { return workDir; }
+    // Set in the program's environment at the next start (e.g. TMPDIR).
+    void setEnv(const std::string& name, const std::string& value) { extraEnv.emplace_back(name, value); }
+    // The window's title (WM_NAME: the program's Latin-1 bytes).
+    std::string title();
+    Window windowId() const { return window; }
+    Display* xDisplay() const { return display; }
+    // Ends the process at once, as a crash would: nothing of it runs.
+    void killNow() { kill(); }
 
 private:
     bool findWindow();
@@ -64,6 +75,7 @@ private:
     int exitCode = -1;
     int winX = 0, winY = 0, winW = 0, winH = 0;
     std::string workDir, configDir, logPath;
+    std::vector<std::pair<std::string, std::string>> extraEnv;
 };
 
 // Where screenshots are kept for people to look at.

@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstdlib>
+#include <string>
 
 #include "e2e/AppSession.h"
 
@@ -12,9 +13,10 @@ bool isGrey(const uint8_t* p, int level, int tolerance = 2) {
 }
 } // namespace
 
-// A fresh start shows the blank default canvas fitted to the window: grey
-// surround, the checkerboard in 10-pixel squares where the canvas is
-// transparent, and the program's own cursor (the brush outline) at the pointer.
+// A fresh start shows the default canvas, filled light grey, fitted to the
+// window in a darker grey surround; a transparent new picture of the same
+// size shows the checkerboard in 10-pixel squares; the program's own cursor
+// (the brush outline) is drawn at the pointer.
 TEST(WindowE2E, BlankCanvasOverCheckerboardWithDrawnCursor) {
     AppSession app;
     ASSERT_TRUE(app.start()) << app.output();
@@ -29,8 +31,26 @@ TEST(WindowE2E, BlankCanvasOverCheckerboardWithDrawnCursor) {
     const int px = left / 2 - 5, py = h / 2;
     app.moveMouse(px, py);
     app.waitFrames(10);
+    Screenshot start = app.screenshot();
+    ASSERT_EQ(start.width, w);
+    ASSERT_TRUE(start.savePng(artefactPath("window_start_canvas.png")));
+    int notFilled = 0;
+    for (int y = 100; y < h - 100; y += 7)
+        for (int x = left + 20; x < left + canvasWidth - 20; x += 7) notFilled += !isGrey(start.at(x, y), 204, 1);
+    EXPECT_EQ(notFilled, 0) << "the start picture is 0.8 grey";
+
+    // New image, same size, "Transparent background" (the third stop), OK (the fifth).
+    // One key at a time, each after a tick: the held Ctrl of ctrl+n is read by the tick.
+    app.xdotool("key ctrl+n");
+    app.waitFrames(30);
+    for (const char* key : {"Tab", "Tab", "space", "Tab", "Tab", "Return"}) {
+        app.xdotool(std::string("key ") + key);
+        app.waitFrames(5);
+    }
+    app.waitFrames(40);
+    app.moveMouse(px, py);
+    app.waitFrames(10);
     Screenshot shot = app.screenshot();
-    ASSERT_EQ(shot.width, w);
     ASSERT_TRUE(shot.savePng(artefactPath("window_blank_canvas.png")));
 
     // Surround: 0.4 grey at the left and right edges, away from the pointer.
