@@ -10,6 +10,7 @@
 #include "core/InteractionMode.h"
 #include "core/PaintingApplication.h"
 #include "ui/ReplayPrompt.h"
+#include "ui/VideoExportSession.h"
 
 namespace commands {
 
@@ -144,7 +145,7 @@ bool runBuiltInKey(PaintingApplication& app, Painter& painter, int32_t code) {
     case 'l': notAvailableYet(app, "load image"); return true;
     case 'p': openReplayPrompt(); return true; // OK starts the replay
     case 's': notAvailableYet(app, "save image"); return true;
-    case 'v': notAvailableYet(app, "export video"); return true;
+    case 'v': openVideoExportDialog(); return true; // OK starts the export
     case 0x104: togglePerspective(app, painter); return true;
     case 0x105: notAvailableYet(app, "brush properties dialog"); return true;
     case 0x106: notAvailableYet(app, "quick save"); return true;

@@ -83,14 +83,23 @@ void setBlendForMode(int blendMode) {
 }
 
 std::vector<uint8_t> flattenedOverBlack(Canvas& canvas, const MultiLayeredImage& layers) {
+    ScratchSurface flat(canvas.width, canvas.height);
+    composeLayersOver(canvas, layers, flat.surface, 0, 0, 0);
+    return readTexture(flat.surface.textureId, canvas.width, canvas.height);
+}
+
+} // namespace
+
+void composeLayersOver(Canvas& canvas, const MultiLayeredImage& layers, Framebuffer& target, float red, float green,
+                       float blue) {
     const int w = canvas.width, h = canvas.height;
-    ScratchSurface flat(w, h);
-    flat.surface.bind(GL_DRAW_FRAMEBUFFER);
+    target.bind(GL_DRAW_FRAMEBUFFER);
     {
         CanvasProjection projection(w, h);
         glPushAttrib(GL_ENABLE_BIT | GL_COLOR_BUFFER_BIT | GL_CURRENT_BIT | GL_TEXTURE_BIT);
         glDisable(GL_DEPTH_TEST);
-        glClearColor(0, 0, 0, 1);
+        glDisable(GL_CULL_FACE);
+        glClearColor(red, green, blue, 1);
         glClear(GL_COLOR_BUFFER_BIT);
         glEnable(GL_BLEND);
         glEnable(GL_TEXTURE_2D);
@@ -111,11 +120,8 @@ std::vector<uint8_t> flattenedOverBlack(Canvas& canvas, const MultiLayeredImage&
         }
         glPopAttrib();
     }
-    flat.surface.unbind();
-    return readTexture(flat.surface.textureId, w, h);
+    target.unbind();
 }
-
-} // namespace
 
 std::vector<uint8_t> flatImagePixels(Canvas& canvas, const MultiLayeredImage& layers, bool keepAlpha) {
     if (!canvas.hasSurfaces() || layers.count() < 1) return {};

@@ -14,6 +14,7 @@ PACKAGES=(
   xvfb xauth xdotool
   imagemagick libtiff-tools
   xclip
+  libavformat-dev libavcodec-dev libavutil-dev libswscale-dev ffmpeg
 )
 
 missing=()

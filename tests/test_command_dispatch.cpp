@@ -300,7 +300,7 @@ TEST_F(CommandDispatchTest, EscapeWhileBusyAsksToCancel) {
 TEST_F(CommandDispatchTest, BuiltInKeysWithoutTargetSaySo) {
     const std::vector<std::pair<int, std::string>> cases = {
         {9, "show/hide GUI"},       {'l', "load image"},
-        {'s', "save image"},         {'v', "export video"},
+        {'s', "save image"},
         {0x105, "brush properties dialog"}, {0x106, "quick save"},   {0x108, "save drawing process"},
         {0x109, "load drawing process"},
     };
