@@ -104,6 +104,7 @@ void endSession(bool aborted) {
     } else if (session->job.finish()) {
         gApp->showMessage("video export done");
         std::printf("video written to %s\n", session->path.c_str());
+        std::fflush(stdout);
     } else {
         gApp->showMessage("video export failed: %s", session->job.error().c_str());
     }
