@@ -33,6 +33,7 @@ VideoExport::VideoExport(History& history_, Canvas& canvas_, MultiLayeredImage& 
 VideoExport::~VideoExport() {
     abort();
     if (surface) surface->destroy();
+    if (below) below->destroy();
 }
 
 bool VideoExport::start(const std::string& path, int formatIndex, io::VideoContainer container) {
@@ -73,17 +74,50 @@ bool VideoExport::start(const std::string& path, int formatIndex, io::VideoConta
 
 int32_t VideoExport::elapsedMs() const { return timing ? platform::nowMs() - startTime : 0; }
 
+namespace {
+// A canvas-sized surface, made anew when the canvas size changed.
+bool ensureSurface(std::unique_ptr<Framebuffer>& surface, int w, int h) {
+    if (surface && surface->width == w && surface->height == h) return true;
+    if (surface) surface->destroy();
+    surface = std::make_unique<Framebuffer>(w, h);
+    return surface->create(false, false);
+}
+} // namespace
+
+void VideoExport::composeFrame() {
+    // Most steps change only the current layer: the layers below it are
+    // composed once into `below` and copied in, until one of them changes
+    // (its texture, revision, visibility, opacity or blend mode) or the
+    // current layer moves. Intermediate results are 8-bit either way, so the
+    // frame holds the same bytes as a composition of every layer.
+    const int w = canvas.width, h = canvas.height;
+    const int current = std::clamp(layers.current, 0, std::max(0, layers.count() - 1));
+    std::vector<uint64_t> key{static_cast<uint64_t>(w), static_cast<uint64_t>(h), static_cast<uint64_t>(current)};
+    for (int i = 0; i < current; ++i) {
+        const Layer& l = layers.layers[static_cast<std::size_t>(i)];
+        key.insert(key.end(), {l.textureId, l.revision, static_cast<uint64_t>(l.visible),
+                               static_cast<uint64_t>(l.opacity), static_cast<uint64_t>(l.blendMode)});
+    }
+    if (current == 0 || !ensureSurface(below, w, h)) {
+        composeLayersOver(canvas, layers, *surface, kVideoBackgroundGrey, kVideoBackgroundGrey, kVideoBackgroundGrey);
+        return;
+    }
+    if (key != belowKey) {
+        composeLayersOver(canvas, layers, *below, kVideoBackgroundGrey, kVideoBackgroundGrey, kVideoBackgroundGrey, 0,
+                          current);
+        belowKey = std::move(key);
+    }
+    composeLayersOver(canvas, layers, *surface, kVideoBackgroundGrey, kVideoBackgroundGrey, kVideoBackgroundGrey,
+                      current, -1, below->textureId);
+}
+
 bool VideoExport::writeCurrentFrame() {
     const int w = canvas.width, h = canvas.height;
-    if (!surface || surface->width != w || surface->height != h) {
-        if (surface) surface->destroy();
-        surface = std::make_unique<Framebuffer>(w, h);
-        if (!surface->create(false, false)) {
-            reason = "no surface of " + std::to_string(w) + " x " + std::to_string(h) + " for the frames";
-            return false;
-        }
+    if (!ensureSurface(surface, w, h)) {
+        reason = "no surface of " + std::to_string(w) + " x " + std::to_string(h) + " for the frames";
+        return false;
     }
-    composeLayersOver(canvas, layers, *surface, kVideoBackgroundGrey, kVideoBackgroundGrey, kVideoBackgroundGrey);
+    composeFrame();
     bool read = false;
     if (w == format.width && h == format.height) {
         // A canvas of the frame's size: the card hands out BGR rows, bottom

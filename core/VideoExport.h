@@ -61,6 +61,7 @@ public:
 
 private:
     bool writeCurrentFrame();
+    void composeFrame();
     void restorePicture();
 
     History& history;
@@ -69,6 +70,8 @@ private:
     ReplayStepper stepper;
     io::VideoWriter writer;
     std::unique_ptr<Framebuffer> surface; // canvas-sized target of the composition
+    std::unique_ptr<Framebuffer> below;   // the layers under the current one, over the grey
+    std::vector<uint64_t> belowKey;       // what `below` was composed from
     std::vector<uint8_t> frame;           // BGR, bottom-up
     std::vector<uint8_t> canvasPixels;    // RGBA read-back of a canvas of another size
     io::VideoFormat format{};

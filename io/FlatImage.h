@@ -24,6 +24,9 @@ std::vector<uint8_t> flatImagePixels(Canvas& canvas, const MultiLayeredImage& la
 // Every visible layer bottom to top over an opaque background colour, with
 // its blend mode and opacity, as the frame draws it, into `target` (a
 // surface of canvas size). The video export's frames and the flat image
-// without alpha.
+// without alpha. Only the layers from `first` up to, not including, `last`
+// (-1: all); with a `base` texture of canvas size, that picture is copied in
+// first instead of the clear, so that the layers below a cached composition
+// need not be drawn again: the result is the same bytes.
 void composeLayersOver(Canvas& canvas, const MultiLayeredImage& layers, Framebuffer& target, float red, float green,
-                       float blue);
+                       float blue, int first = 0, int last = -1, unsigned base = 0);

@@ -464,6 +464,25 @@ protected:
         writeFile(dir / name, doc.save());
         setDabSink(nullptr);
     }
+    // Strokes on two layers, going back to the lower one in between: the
+    // frames after it must show the lower layer's later strokes.
+    std::size_t saveLayeredProcess(const std::string& name, int width, int height) {
+        processtest::GlDocument doc(width, height);
+        setDabSink(&doc.canvas);
+        paintStrokes(doc, 8);
+        doc.perform(std::make_unique<NewLayerAction>(doc.canvas, doc.layers));
+        paintStrokes(doc, 8);
+        doc.perform(std::make_unique<LayerChangeAction>(doc.canvas, doc.layers, 0));
+        Brush wide;
+        wide.size = 60;
+        doc.perform(processtest::stroke(wide, {0.1f, 0.2f, 0.9f}, 300, 100, 20, 12, 14));
+        doc.perform(std::make_unique<LayerChangeAction>(doc.canvas, doc.layers, 1));
+        paintStrokes(doc, 3);
+        doc.perform(std::make_unique<LayerOpacityChangeAction>(doc.canvas, doc.layers, 70));
+        writeFile(dir / name, doc.save());
+        setDabSink(nullptr);
+        return doc.history.actionCount();
+    }
     fs::path dir;
 };
 
@@ -519,13 +538,16 @@ TEST_F(VideoBatch, TheLastFrameIsTheReplayedPicture) {
     const int W = 704, H = 480;
     struct Case {
         int w, h, left, bottom;
+        bool layered;
     };
     // 300 x 200 sits centred at 1:1 with margins ceil(404 / 2) = 202 and
     // ceil(280 / 2) = 140; 704 x 480 is the frame itself (copied).
-    for (const Case& k : {Case{300, 200, 202, 140}, Case{704, 480, 0, 0}}) {
+    for (const Case& k : {Case{300, 200, 202, 140, false}, Case{704, 480, 0, 0, false}, Case{704, 480, 0, 0, true}}) {
         const int w = k.w, h = k.h;
-        SCOPED_TRACE(std::to_string(w) + " x " + std::to_string(h));
-        saveProcess("p.dpf", w, h, 30);
+        SCOPED_TRACE(std::to_string(w) + " x " + std::to_string(h) + (k.layered ? ", two layers" : ""));
+        std::size_t actions = 31;
+        if (k.layered) actions = saveLayeredProcess("p.dpf", w, h);
+        else saveProcess("p.dpf", w, h, 30);
         RunResult r = runBinary("--render --replay " + file("p.dpf") + " " + file("end.png"), dir);
         ASSERT_EQ(r.exitCode, 0) << r.err;
         const std::vector<uint8_t> picture = videotest::decodePicture(file("end.png"), file("end.raw"));
@@ -536,8 +558,8 @@ TEST_F(VideoBatch, TheLastFrameIsTheReplayedPicture) {
             ASSERT_EQ(r.exitCode, 0) << r.err;
             const std::vector<uint8_t> frames = videotest::decodeFrames(file(film), file("frames.raw"));
             const std::size_t frameBytes = static_cast<std::size_t>(W) * H * 3;
-            ASSERT_EQ(frames.size(), 31 * frameBytes);
-            const uint8_t* last = frames.data() + 30 * frameBytes;
+            ASSERT_EQ(frames.size(), actions * frameBytes);
+            const uint8_t* last = frames.data() + (actions - 1) * frameBytes;
             // Expected: the straight-alpha picture over the grey surround
             // (0.4 of 255 = 102), placed in the black frame; both top-down here.
             double sum = 0;
