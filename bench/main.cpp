@@ -1,7 +1,7 @@
 // kestrelwing-bench: speed and memory figures as "NAME value unit" lines;
 // where a peer exists its figure and our/peer ratio follow, measured in the
 // same run. `--quick` runs small sizes only, to check that it works;
-// `--only files` (or dabs, undo, replay, image) runs one group; files leaves out
+// `--only files` (or dabs, undo, replay, image, video) runs one group; files leaves out
 // the batch replay of the generated process.
 #include <cstdio>
 #include <cstring>
@@ -13,6 +13,7 @@
 #include "bench/FileBench.h"
 #include "bench/HistoryBench.h"
 #include "bench/ImageBench.h"
+#include "bench/VideoBench.h"
 
 int main(int argc, char** argv) {
     bool quick = false;
@@ -54,6 +55,8 @@ int main(int argc, char** argv) {
         if (group("files")) bench::runLayeredFile(4096, 10);
     }
     if (group("image")) bench::runImageOpen(quick ? 1024 : 6000, quick ? 768 : 4000);
+    bench::resetPeakResident();
+    if (group("video")) bench::runVideoExport(quick ? 100 : 1000);
 
     return 0;
 }

@@ -35,6 +35,35 @@ std::vector<uint8_t> readTexture(GLuint textureId, int32_t width, int32_t height
     return pixels;
 }
 
+bool readTextureInto(GLuint textureId, int32_t width, int32_t height, GLenum format, uint8_t* out, size_t bytes) {
+    const size_t channels = format == GL_RGBA || format == GL_BGRA ? 4 : format == GL_RGB || format == GL_BGR ? 3 : 1;
+    const size_t row = (static_cast<size_t>(width) * channels + 3) / 4 * 4;
+    if (width <= 0 || height <= 0 || textureId == 0 || !out || bytes < row * static_cast<size_t>(height)) {
+        std::fprintf(stderr, "readTextureInto: nothing to read or no room (texture %u, %d x %d)\n", textureId, width,
+                     height);
+        return false;
+    }
+    GLint previous = 0;
+    glGetIntegerv(GL_TEXTURE_BINDING_2D, &previous);
+    glBindTexture(GL_TEXTURE_2D, textureId);
+    GLint realWidth = 0, realHeight = 0;
+    glGetTexLevelParameteriv(GL_TEXTURE_2D, 0, GL_TEXTURE_WIDTH, &realWidth);
+    glGetTexLevelParameteriv(GL_TEXTURE_2D, 0, GL_TEXTURE_HEIGHT, &realHeight);
+    const bool fits = realWidth == width && realHeight == height;
+    if (!fits) {
+        std::fprintf(stderr, "readTextureInto: texture %u is %d x %d, not %d x %d\n", textureId, realWidth,
+                     realHeight, width, height);
+    } else {
+        glPushClientAttrib(GL_CLIENT_PIXEL_STORE_BIT);
+        glPixelStorei(GL_PACK_ALIGNMENT, 4);
+        glPixelStorei(GL_PACK_ROW_LENGTH, 0);
+        glGetTexImage(GL_TEXTURE_2D, 0, format, GL_UNSIGNED_BYTE, out);
+        glPopClientAttrib();
+    }
+    glBindTexture(GL_TEXTURE_2D, static_cast<GLuint>(previous));
+    return fits;
+}
+
 void drawQuad(float x, float y, float width, float height) {
     glBegin(GL_QUADS);
     glTexCoord2f(0.0f, 0.0f);

@@ -14,6 +14,10 @@
 // texture's real size differs from the given one, or the size is not positive,
 // says so on standard error and returns an empty block.
 std::vector<uint8_t> readTexture(GLuint textureId, int32_t width, int32_t height);
+// The same into memory the caller holds, in `format` (GL_RGBA, GL_BGR...) with
+// rows padded to 4 bytes: `bytes` must be at least that. False (and a line on
+// standard error) when the texture is not of that size or the block too small.
+bool readTextureInto(GLuint textureId, int32_t width, int32_t height, GLenum format, uint8_t* out, size_t bytes);
 
 // Immediate-mode quad, corners counter-clockwise from (x, y), texture
 // coordinates (0,0) (1,0) (1,1) (0,1), z 0.

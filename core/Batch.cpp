@@ -11,6 +11,7 @@
 #include "canvas/Shaders.h"
 #include "canvas/TipTextures.h"
 #include "core/Globals.h"
+#include "core/VideoExport.h"
 #include "history/ActionFactory.h"
 #include "history/ImageActions.h"
 #include "history/History.h"
@@ -178,7 +179,61 @@ int renderFile(const std::string& path, const std::string& output, bool replay) 
     return kBatchOk;
 }
 
+int exportVideo(const std::string& path, const std::string& output, int format) {
+    io::VideoContainer container = io::VideoContainer::Avi;
+    if (!videoContainerForPath(output, container))
+        return badInput(output, "the film's name must end in .avi or .mp4");
+    if (fileKindFromPath(path) != FileKind::Process) return badInput(path, "not a drawing process (.dpf)");
+    if (!io::VideoWriter::encoderAvailable(container)) {
+        std::fprintf(stderr, "kestrelwing: this FFmpeg has no %s encoder\n",
+                     container == io::VideoContainer::Avi ? "MPEG-4" : "H.264 (libx264)");
+        return kBatchFailed;
+    }
+    platform::HeadlessGlContext context;
+    if (!setUpHeadlessGl(context)) return kBatchFailed;
+    const int loaded = loadForRender(path, true);
+    if (loaded != kBatchOk) {
+        gCanvas.freeSurfaces();
+        return loaded;
+    }
+    int result = kBatchOk;
+    {
+        VideoExport job(gHistory, gCanvas, gLayers);
+        const io::VideoFormat& f = io::kVideoFormats[static_cast<std::size_t>(format)];
+        if (!job.start(output, format, container)) {
+            std::fprintf(stderr, "%s: %s\n", output.c_str(), job.error().c_str());
+            result = kBatchFailed;
+        } else {
+            std::fprintf(stderr, "exporting %d actions to %s, %s (%d x %d, %d fps)\n", job.count(), output.c_str(),
+                         f.label, f.width, f.height, f.fps);
+            int32_t lastReport = platform::nowMs();
+            // Slices of half a second between the progress lines.
+            while (job.update(500)) {
+                const int32_t now = platform::nowMs();
+                if (now - lastReport < 1000) continue;
+                lastReport = now;
+                const int32_t done = job.position(), total = job.count();
+                const int64_t remainingMs =
+                    done > 0 ? static_cast<int64_t>(job.elapsedMs()) * (total - done) / done : 0;
+                std::fprintf(stderr, "exporting video: %d of %d actions (%d%%), est. time remaining: %lld s\n", done,
+                             total, static_cast<int>(100LL * done / total),
+                             static_cast<long long>((remainingMs + 999) / 1000));
+            }
+            if (!job.finish()) {
+                std::fprintf(stderr, "%s: %s\n", output.c_str(), job.error().c_str());
+                result = kBatchFailed;
+            } else {
+                std::fprintf(stderr, "video export done: %d frames in %.1f s\n", job.framesWritten(),
+                             job.elapsedMs() / 1000.0);
+            }
+        }
+    }
+    gCanvas.freeSurfaces();
+    return result;
+}
+
 int runBatch(const CommandLine& cl) {
+    if (cl.mode == CommandLine::Mode::ExportVideo) return exportVideo(cl.file, cl.output, cl.videoFormat);
     if (cl.mode == CommandLine::Mode::Info) return printProcessInfo(cl.file, stdout);
     if (cl.mode == CommandLine::Mode::Render) return renderFile(cl.file, cl.output, cl.replay);
     return kBatchFailed;

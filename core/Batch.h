@@ -2,6 +2,7 @@
 // The batch modes: no window, no display server needed.
 //   --info FILE            what a drawing process (or layered file) holds
 //   --render [--replay] FILE OUT   the picture, written as "save image" writes it
+//   --export-video FILE.dpf OUT [--format F]   the replay as a film
 // Exit codes: 0 done, 2 bad input (one line on standard error says which),
 // 1 anything else.
 #include <cstdio>
@@ -20,3 +21,6 @@ int printProcessInfo(const std::string& path, std::FILE* out);
 // --render: a headless GL context, the file loaded by its extension
 // (optionally replayed), the flat picture saved by OUT's extension.
 int renderFile(const std::string& path, const std::string& output, bool replay);
+// --export-video: the process replayed into an AVI or MP4 film (by OUT's
+// extension), format an index of io::kVideoFormats; progress on standard error.
+int exportVideo(const std::string& path, const std::string& output, int format);

@@ -30,6 +30,32 @@ CommandLine parseBatch(CommandLine::Mode mode, const std::vector<std::string>& a
     return cl;
 }
 
+// --export-video FILE.dpf OUT.{avi,mp4} [--format 480p|720p|1080p]
+CommandLine parseExportVideo(const std::vector<std::string>& args) {
+    CommandLine cl;
+    cl.mode = CommandLine::Mode::ExportVideo;
+    std::vector<std::string> operands;
+    for (std::size_t i = 0; i < args.size(); ++i) {
+        const std::string& arg = args[i];
+        if (arg == "--format") {
+            if (i + 1 >= args.size()) return failure("--format needs 480p, 720p or 1080p");
+            const std::string& name = args[++i];
+            if (name == "480p") cl.videoFormat = 0;
+            else if (name == "720p") cl.videoFormat = 1;
+            else if (name == "1080p") cl.videoFormat = 2;
+            else return failure("unknown video format: " + name + " (480p, 720p or 1080p)");
+        } else if (arg.size() > 1 && arg[0] == '-') {
+            return failure("unknown option: " + arg);
+        } else {
+            operands.push_back(arg);
+        }
+    }
+    if (operands.size() != 2) return failure("--export-video needs a drawing process and an output film");
+    cl.file = operands[0];
+    cl.output = operands[1];
+    return cl;
+}
+
 } // namespace
 
 CommandLine parseCommandLine(int argc, const char* const* argv) {
@@ -48,6 +74,7 @@ CommandLine parseCommandLine(int argc, const char* const* argv) {
             const std::vector<std::string> rest(argv + 2, argv + argc);
             return parseBatch(arg == "--info" ? CommandLine::Mode::Info : CommandLine::Mode::Render, rest);
         }
+        if (arg == "--export-video" && i == 1) return parseExportVideo(std::vector<std::string>(argv + 2, argv + argc));
         if (arg.size() > 1 && arg[0] == '-' && arg != "--") return failure("unknown option: " + arg);
         if (arg == "--") {
             if (i + 1 < argc && cl.file.empty()) cl.file = argv[i + 1];
@@ -63,6 +90,7 @@ const char* usageText() {
     return "Usage: kestrelwing [FILE]\n"
            "       kestrelwing --info FILE.dpf\n"
            "       kestrelwing --render [--replay] FILE OUT.png\n"
+           "       kestrelwing --export-video FILE.dpf OUT.avi|OUT.mp4 [--format 480p|720p|1080p]\n"
            "A digital-painting program.\n"
            "\n"
            "  FILE          an image, a layered picture (.kwf) or a drawing process (.dpf) to open\n"
@@ -71,6 +99,10 @@ const char* usageText() {
            "                .bmp; other names get PNG data), without a window. JPEG and BMP\n"
            "                hold no transparency: it is composed over black\n"
            "  --replay      with --render: execute the process's actions from a blank canvas\n"
+           "  --export-video  replay the process into a film, one frame per action, without a\n"
+           "                window: AVI (MPEG-4, DIVX) or MP4 (H.264) by OUT's extension;\n"
+           "                --format 480p (704 x 480, 30 fps), 720p (1280 x 720, 25 fps,\n"
+           "                the default) or 1080p (1920 x 1080, 25 fps). Progress on standard error\n"
            "  --version     print the version and exit\n"
            "  --help        print this text and exit\n"
            "\n"

@@ -11,6 +11,7 @@
 #include "core/PaintingApplication.h"
 #include "ui/FileFlows.h"
 #include "ui/ReplayPrompt.h"
+#include "ui/VideoExportSession.h"
 
 namespace commands {
 
@@ -148,7 +149,7 @@ bool runBuiltInKey(PaintingApplication& app, Painter& painter, int32_t code) {
     case 'l': fileflows::loadImage(); return true;
     case 'p': openReplayPrompt(); return true; // OK starts the replay
     case 's': fileflows::saveImage(); return true;
-    case 'v': notAvailableYet(app, "export video"); return true;
+    case 'v': openVideoExportDialog(); return true; // OK starts the export
     case 0x104: togglePerspective(app, painter); return true;
     case 0x105: notAvailableYet(app, "brush properties dialog"); return true;
     case 0x106: fileflows::quickSave(); return true;

@@ -21,6 +21,7 @@
 #include "platform/Clock.h"
 #include "platform/X11Window.h"
 #include "ui/ReplaySession.h"
+#include "ui/VideoExportSession.h"
 #include "widgets/Animator.h"
 #include "widgets/GUI.h"
 #include "widgets/GuiRoot.h"
@@ -52,6 +53,8 @@ void tick(int period) {
     commands::offerModifierMask(*gApp, gInputState, gCanvas);
     // The replay steps here and is deleted by the tick that sees it finished.
     updateActivePlayer(elapsed);
+    // The video export writes frames for half the time since the last tick.
+    updateVideoExport(elapsed);
     // Texts that worker threads posted reach the notification on this thread.
     gApp->deliverPostedMessages();
     if (gGui) gGui->update(elapsed, 0, 0);

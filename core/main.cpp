@@ -22,6 +22,7 @@ int main(int argc, char** argv) {
         return 2;
     case CommandLine::Mode::Info:
     case CommandLine::Mode::Render:
+    case CommandLine::Mode::ExportVideo:
         // No window: these run without a display server.
         return runBatch(cl);
     case CommandLine::Mode::Run:

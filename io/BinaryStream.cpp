@@ -246,6 +246,16 @@ bool AtomicFileSink::write(const uint8_t* data, std::size_t n) {
     return true;
 }
 
+int64_t AtomicFileSink::seek(int64_t offset, int whence) {
+    if (fd_ < 0 || !error_.empty()) return -1;
+    const off_t at = ::lseek(fd_, static_cast<off_t>(offset), whence);
+    if (at < 0) {
+        error_ = "cannot seek in " + path_ + ": " + std::strerror(errno);
+        return -1;
+    }
+    return static_cast<int64_t>(at);
+}
+
 bool AtomicFileSink::commit() {
     if (fd_ < 0) {
         if (error_.empty()) error_ = "no file open for " + path_;

@@ -216,6 +216,9 @@ public:
     AtomicFileSink& operator=(const AtomicFileSink&) = delete;
     bool open(const std::string& path);
     bool write(const uint8_t* data, std::size_t n) override;
+    // Moves the write position (lseek's whence); the new position, or -1
+    // (reason in error()). Muxers go back to fill in sizes.
+    int64_t seek(int64_t offset, int whence);
     // Closes and renames; false (reason in error()) if anything failed.
     bool commit();
     const std::string& error() const { return error_; }

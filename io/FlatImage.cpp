@@ -2,6 +2,8 @@
 
 #include <GL/glew.h>
 
+#include <algorithm>
+
 #include "canvas/Canvas.h"
 #include "canvas/Framebuffer.h"
 #include "canvas/GlPixels.h"
@@ -83,39 +85,63 @@ void setBlendForMode(int blendMode) {
 }
 
 std::vector<uint8_t> flattenedOverBlack(Canvas& canvas, const MultiLayeredImage& layers) {
+    ScratchSurface flat(canvas.width, canvas.height);
+    composeLayersOver(canvas, layers, flat.surface, 0, 0, 0);
+    return readTexture(flat.surface.textureId, canvas.width, canvas.height);
+}
+
+} // namespace
+
+void composeLayersOver(Canvas& canvas, const MultiLayeredImage& layers, Framebuffer& target, float red, float green,
+                       float blue, int first, int last, GLuint base) {
     const int w = canvas.width, h = canvas.height;
-    ScratchSurface flat(w, h);
-    flat.surface.bind(GL_DRAW_FRAMEBUFFER);
+    if (last < 0 || last > layers.count()) last = layers.count();
+    target.bind(GL_DRAW_FRAMEBUFFER);
     {
         CanvasProjection projection(w, h);
         glPushAttrib(GL_ENABLE_BIT | GL_COLOR_BUFFER_BIT | GL_CURRENT_BIT | GL_TEXTURE_BIT);
         glDisable(GL_DEPTH_TEST);
-        glClearColor(0, 0, 0, 1);
-        glClear(GL_COLOR_BUFFER_BIT);
-        glEnable(GL_BLEND);
+        glDisable(GL_CULL_FACE);
         glEnable(GL_TEXTURE_2D);
         glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, GL_MODULATE);
+        if (base != 0) {
+            // The layers below, composed before: copied texel for pixel.
+            glDisable(GL_BLEND);
+            glColor4f(1, 1, 1, 1);
+            glBindTexture(GL_TEXTURE_2D, base);
+            glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
+            glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
+            drawQuad(0.0f, 0.0f, static_cast<float>(w), static_cast<float>(h));
+            glBindTexture(GL_TEXTURE_2D, 0);
+        } else {
+            glClearColor(red, green, blue, 1);
+            glClear(GL_COLOR_BUFFER_BIT);
+        }
+        glEnable(GL_BLEND);
         // The frame's layer pass at zoom 1: blend by mode, opacity in all four channels.
-        for (int i = 0; i < layers.count(); ++i) {
+        for (int i = std::max(0, first); i < last; ++i) {
             const Layer& layer = layers.layers[static_cast<size_t>(i)];
             if (!layer.visible) continue;
             setBlendForMode(layer.blendMode);
             const float o = layer.opacity / 100.0f;
             glColor4f(o, o, o, o);
             glBindTexture(GL_TEXTURE_2D, layerTexture(canvas, layers, i));
+            // Texel for pixel, every sample lands on a texel centre: nearest
+            // gives what linear gives, without the three extra reads that
+            // make linear several times slower on a software rasteriser.
+            glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
+            glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
+            drawQuad(0.0f, 0.0f, static_cast<float>(w), static_cast<float>(h));
+            // The filters the frame's pass leaves on the layer textures.
             glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
             glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
-            drawQuad(0.0f, 0.0f, static_cast<float>(w), static_cast<float>(h));
             glBindTexture(GL_TEXTURE_2D, 0);
             glBlendFunc(GL_ONE, GL_ONE_MINUS_SRC_ALPHA);
         }
         glPopAttrib();
     }
-    flat.surface.unbind();
-    return readTexture(flat.surface.textureId, w, h);
+    target.unbind();
 }
-
-} // namespace
 
 std::vector<uint8_t> flatImagePixels(Canvas& canvas, const MultiLayeredImage& layers, bool keepAlpha) {
     if (!canvas.hasSurfaces() || layers.count() < 1) return {};

@@ -9,6 +9,7 @@
 
 class Canvas;
 class MultiLayeredImage;
+struct Framebuffer;
 
 // JPEG and BMP files hold no alpha: their flat image is composed over opaque black.
 bool flatImageKeepsAlpha(const std::string& path);
@@ -19,3 +20,13 @@ bool flatImageKeepsAlpha(const std::string& path);
 // is drawn bottom to top over opaque black with its blend mode and opacity,
 // as the frame draws it. Empty on failure.
 std::vector<uint8_t> flatImagePixels(Canvas& canvas, const MultiLayeredImage& layers, bool keepAlpha);
+
+// Every visible layer bottom to top over an opaque background colour, with
+// its blend mode and opacity, as the frame draws it, into `target` (a
+// surface of canvas size). The video export's frames and the flat image
+// without alpha. Only the layers from `first` up to, not including, `last`
+// (-1: all); with a `base` texture of canvas size, that picture is copied in
+// first instead of the clear, so that the layers below a cached composition
+// need not be drawn again: the result is the same bytes.
+void composeLayersOver(Canvas& canvas, const MultiLayeredImage& layers, Framebuffer& target, float red, float green,
+                       float blue, int first = 0, int last = -1, unsigned base = 0);

@@ -15,6 +15,7 @@ PACKAGES=(
   imagemagick libtiff-tools
   xclip
   zenity
+  libavformat-dev libavcodec-dev libavutil-dev libswscale-dev ffmpeg
 )
 
 missing=()

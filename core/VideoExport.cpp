@@ -1,0 +1,189 @@
+#include "core/VideoExport.h"
+
+#include <GL/glew.h>
+
+#include <algorithm>
+#include <cctype>
+
+#include "canvas/Canvas.h"
+#include "canvas/Framebuffer.h"
+#include "canvas/GlPixels.h"
+#include "canvas/MultiLayeredImage.h"
+#include "history/CanvasFlipAction.h"
+#include "history/History.h"
+#include "io/FlatImage.h"
+#include "io/VideoFrame.h"
+#include "platform/Clock.h"
+
+bool videoContainerForPath(const std::string& path, io::VideoContainer& container) {
+    const std::size_t dot = path.find_last_of('.');
+    const std::size_t slash = path.find_last_of('/');
+    if (dot == std::string::npos || (slash != std::string::npos && dot < slash)) return false;
+    std::string ext = path.substr(dot + 1);
+    std::transform(ext.begin(), ext.end(), ext.begin(), [](unsigned char c) { return std::tolower(c); });
+    if (ext == "avi") container = io::VideoContainer::Avi;
+    else if (ext == "mp4") container = io::VideoContainer::Mp4;
+    else return false;
+    return true;
+}
+
+VideoExport::VideoExport(History& history_, Canvas& canvas_, MultiLayeredImage& layers_)
+    : history(history_), canvas(canvas_), layers(layers_), stepper(history_.actions()) {}
+
+VideoExport::~VideoExport() {
+    abort();
+    if (surface) surface->destroy();
+    if (below) below->destroy();
+}
+
+bool VideoExport::start(const std::string& path, int formatIndex, io::VideoContainer container) {
+    if (started) return false;
+    if (formatIndex < 0 || formatIndex >= static_cast<int>(io::kVideoFormats.size())) {
+        reason = "no such video format: " + std::to_string(formatIndex);
+        return false;
+    }
+    if (stepper.count() == 0) {
+        reason = "the drawing process holds no actions";
+        return false;
+    }
+    format = io::kVideoFormats[static_cast<std::size_t>(formatIndex)];
+    if (!writer.open(path)) {
+        reason = writer.error();
+        return false;
+    }
+    if (writer.setUp(container, format.width, format.height, format.fps) != io::kVideoOk) {
+        reason = writer.error();
+        writer.abort();
+        return false;
+    }
+    frame.assign(io::VideoWriter::imageSize(format.width, format.height), 0);
+    started = true;
+    // Both slots hold the present picture: the end of the list comes back from them.
+    history.stepsSinceSnapshot = 0;
+    history.undoDepth = 0;
+    history.takeSnapshot(true);
+    history.takeSnapshot(true);
+    // The list's flips, replayed from the blank start, must end on the present marker.
+    savedMirrored = canvas.pictureMirrored;
+    bool odd = false;
+    for (const auto& action : history.actions()) odd ^= action->type() == CanvasFlipAction::kTypeCode;
+    canvas.pictureMirrored = savedMirrored != odd;
+    history.resetToBlank();
+    return true;
+}
+
+int32_t VideoExport::elapsedMs() const { return timing ? platform::nowMs() - startTime : 0; }
+
+namespace {
+// A canvas-sized surface, made anew when the canvas size changed.
+bool ensureSurface(std::unique_ptr<Framebuffer>& surface, int w, int h) {
+    if (surface && surface->width == w && surface->height == h) return true;
+    if (surface) surface->destroy();
+    surface = std::make_unique<Framebuffer>(w, h);
+    return surface->create(false, false);
+}
+} // namespace
+
+void VideoExport::composeFrame() {
+    // Most steps change only the current layer: the layers below it are
+    // composed once into `below` and copied in, until one of them changes
+    // (its texture, revision, visibility, opacity or blend mode) or the
+    // current layer moves. Intermediate results are 8-bit either way, so the
+    // frame holds the same bytes as a composition of every layer.
+    const int w = canvas.width, h = canvas.height;
+    const int current = std::clamp(layers.current, 0, std::max(0, layers.count() - 1));
+    std::vector<uint64_t> key{static_cast<uint64_t>(w), static_cast<uint64_t>(h), static_cast<uint64_t>(current)};
+    for (int i = 0; i < current; ++i) {
+        const Layer& l = layers.layers[static_cast<std::size_t>(i)];
+        key.insert(key.end(), {l.textureId, l.revision, static_cast<uint64_t>(l.visible),
+                               static_cast<uint64_t>(l.opacity), static_cast<uint64_t>(l.blendMode)});
+    }
+    if (current == 0 || !ensureSurface(below, w, h)) {
+        composeLayersOver(canvas, layers, *surface, kVideoBackgroundGrey, kVideoBackgroundGrey, kVideoBackgroundGrey);
+        return;
+    }
+    if (key != belowKey) {
+        composeLayersOver(canvas, layers, *below, kVideoBackgroundGrey, kVideoBackgroundGrey, kVideoBackgroundGrey, 0,
+                          current);
+        belowKey = std::move(key);
+    }
+    composeLayersOver(canvas, layers, *surface, kVideoBackgroundGrey, kVideoBackgroundGrey, kVideoBackgroundGrey,
+                      current, -1, below->textureId);
+}
+
+bool VideoExport::writeCurrentFrame() {
+    const int w = canvas.width, h = canvas.height;
+    if (!ensureSurface(surface, w, h)) {
+        reason = "no surface of " + std::to_string(w) + " x " + std::to_string(h) + " for the frames";
+        return false;
+    }
+    composeFrame();
+    bool read = false;
+    if (w == format.width && h == format.height) {
+        // A canvas of the frame's size: the card hands out BGR rows, bottom
+        // first, padded to 4 bytes, which is the frame's own layout.
+        read = readTextureInto(surface->textureId, w, h, GL_BGR, frame.data(), frame.size());
+    } else {
+        canvasPixels.resize(static_cast<std::size_t>(w) * static_cast<std::size_t>(h) * 4);
+        read = readTextureInto(surface->textureId, w, h, GL_RGBA, canvasPixels.data(), canvasPixels.size());
+        if (read) io::fillVideoFrame(canvasPixels.data(), w, h, frame.data(), format.width, format.height);
+    }
+    if (!read) {
+        reason = "the picture could not be read back";
+        return false;
+    }
+    if (writer.writeFrame(writer.framesWritten(), frame.data(), frame.size()) != io::kVideoOk) {
+        reason = writer.error();
+        return false;
+    }
+    return true;
+}
+
+bool VideoExport::update(int budgetMs) {
+    if (!started || ended || failure) return false;
+    const int32_t begin = platform::nowMs();
+    if (!timing) {
+        timing = true;
+        startTime = begin;
+    }
+    do {
+        stepper.step();
+        if (!writeCurrentFrame()) {
+            failure = true;
+            return false;
+        }
+    } while (!stepper.atEnd() && platform::nowMs() - begin < budgetMs);
+    return !stepper.atEnd();
+}
+
+bool VideoExport::finish() {
+    if (!started || ended) return false;
+    ended = true;
+    if (failure || !stepper.atEnd()) {
+        if (reason.empty()) reason = "the export stopped before the last action";
+        writer.abort();
+        restorePicture();
+        return false;
+    }
+    const bool ok = writer.finish() == io::kVideoOk;
+    if (!ok) reason = writer.error();
+    restorePicture();
+    return ok;
+}
+
+void VideoExport::abort() {
+    if (!started || ended) return;
+    ended = true;
+    writer.abort();
+    restorePicture();
+}
+
+void VideoExport::restorePicture() {
+    // The slots hold the end state: the end picture is back at once.
+    if (stepper.position() < stepper.count()) history.restoreSnapshot();
+    history.stepsSinceSnapshot = 0;
+    history.undoDepth = 0;
+    history.takeSnapshot(true);
+    history.takeSnapshot(true);
+    canvas.pictureMirrored = savedMirrored;
+}

@@ -1,0 +1,226 @@
+#include "ui/VideoExportSession.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+
+#include "canvas/Canvas.h"
+#include "canvas/Painter.h"
+#include "canvas/ViewNavigation.h"
+#include "core/FileNames.h"
+#include "core/Globals.h"
+#include "core/InputDispatcher.h"
+#include "core/InputListener.h"
+#include "core/PaintingApplication.h"
+#include "core/VideoExport.h"
+#include "history/History.h"
+#include "platform/Clock.h"
+#include "ui/ReplaySession.h"
+#include "widgets/ButtonWidget.h"
+#include "widgets/ComboWidget.h"
+#include "widgets/Dialog.h"
+#include "widgets/EditControl.h"
+#include "widgets/GUI.h"
+#include "widgets/GuiRoot.h"
+#include "widgets/TextWidget.h"
+
+namespace {
+constexpr int kEsc = 27;
+constexpr int kEnter = 13;
+constexpr int32_t kEstimatePeriodMs = 2000;
+
+// The check box keeps its state while the program runs. The encoder follows
+// the container (MPEG-4 in AVI, H.264 in MP4), so it asks nothing more.
+bool gShowCodecs = true;
+int gLastFormat = 0;
+int gLastContainer = 0;
+
+std::weak_ptr<Dialog> gDialog;
+std::weak_ptr<ComboWidget> gFormat, gContainer;
+std::weak_ptr<CheckBoxWidget> gCodecs;
+
+// Enter answers OK wherever the focus stands.
+class VideoOptionsDialog : public Dialog {
+public:
+    using Dialog::Dialog;
+    int onKey(int key, int x, int y) override {
+        if (focused && key == kEnter) {
+            accept();
+            return 1;
+        }
+        return Dialog::onKey(key, x, y);
+    }
+};
+
+// Takes the input while the export runs: ESC stops it, the rest is swallowed.
+class ExportListener : public InputListener {
+public:
+    int onMouseButton(int, int, int, int, bool) override { return 1; }
+    int onMouseDrag(int, int, bool) override { return 1; }
+    int onKey(int key, int, int) override {
+        if (key == kEsc) gApp->cancelRequested = true;
+        return 1;
+    }
+};
+
+struct Session {
+    VideoExport job{gHistory, gCanvas, gLayers};
+    ExportListener listener;
+    std::string path;
+    int32_t lastEstimate = 0;
+};
+std::unique_ptr<Session> gSession;
+
+void enterBusy(int actions) {
+    Application& app = *gApp;
+    app.busy = true;
+    app.busyRemainingMs = 0;
+    app.spinnerActive = false;
+    app.spinnerPeriod = actions;
+    app.spinnerFrame = 0;
+    app.cancelRequested = false;
+}
+
+void leaveBusy() {
+    Application& app = *gApp;
+    app.busy = false;
+    app.busyRemainingMs = 0;
+    app.spinnerPeriod = 0;
+    app.spinnerFrame = 0;
+    app.cancelRequested = false;
+}
+
+// Ends the session: the listener leaves, the end picture is back.
+void endSession(bool aborted) {
+    if (!gSession) return;
+    std::unique_ptr<Session> session = std::move(gSession);
+    InputDispatcher& dispatcher = InputDispatcher::instance();
+    if (dispatcher.exclusive == &session->listener) dispatcher.exclusive = nullptr;
+    if (aborted) {
+        session->job.abort();
+        gApp->showMessage("video export aborted");
+    } else if (session->job.finish()) {
+        gApp->showMessage("video export done");
+        std::printf("video written to %s\n", session->path.c_str());
+        std::fflush(stdout);
+    } else {
+        gApp->showMessage("video export failed: %s", session->job.error().c_str());
+    }
+    leaveBusy();
+}
+
+std::shared_ptr<TextWidget> caption(int x, int y, const char* text) {
+    return std::make_shared<TextWidget>(x, y, text);
+}
+} // namespace
+
+std::string videoExportTarget(io::VideoContainer container) {
+    const char* extension = container == io::VideoContainer::Avi ? ".avi" : ".mp4";
+    std::filesystem::path base;
+    if (const char* wanted = std::getenv("KW_VIDEO_EXPORT_PATH"); wanted && *wanted) base = wanted;
+    else if (!gApp->imageName.empty()) base = gApp->imageName;
+    else base = std::filesystem::current_path() / "timelapse";
+    base.replace_extension(extension);
+    return base.string();
+}
+
+bool startVideoExport(const std::string& path, int format, io::VideoContainer container) {
+    if (gSession || activePlayer() || gApp->Application::busy) return false;
+    // A stroke still open or a queued fill would land in the middle of the film.
+    if (gCanvas.strokeInProgress()) gCanvas.endStroke();
+    gHistory.runQueuedActions();
+    auto session = std::make_unique<Session>();
+    session->path = path;
+    if (!session->job.start(path, format, container)) {
+        std::fprintf(stderr, "video export: %s\n", session->job.error().c_str());
+        gApp->showMessage("command aborted");
+        return false;
+    }
+    gSession = std::move(session);
+    enterBusy(gSession->job.count());
+    InputDispatcher::instance().exclusive = &gSession->listener;
+    gApp->showMessage("exporting video..[ESC] to abort, format = %d", format);
+    return true;
+}
+
+bool videoExportRunning() { return gSession != nullptr; }
+
+void updateVideoExport(int elapsedMs) {
+    if (!gSession) return;
+    if (gApp->cancelRequested) {
+        endSession(true);
+        return;
+    }
+    Session& s = *gSession;
+    const bool more = s.job.update(std::max(1, elapsedMs / 2));
+    Application& app = *gApp;
+    app.spinnerFrame = s.job.position();
+    const int32_t now = platform::nowMs();
+    if (s.job.position() > 0 && now - s.lastEstimate >= kEstimatePeriodMs) {
+        s.lastEstimate = now;
+        app.busyRemainingMs = static_cast<int>(static_cast<int64_t>(s.job.elapsedMs()) *
+                                               (s.job.count() - s.job.position()) / s.job.position());
+    }
+    if (!more) endSession(false);
+}
+
+void abortVideoExport() { endSession(true); }
+
+bool openVideoExportDialog() {
+    if (!gGui || gSession || activePlayer() || videoOptionsDialog()) return false;
+    auto dialog = std::make_shared<VideoOptionsDialog>(440, 250, "Video options");
+    Dialog* d = dialog.get();
+    auto format = std::make_shared<ComboWidget>(160, 150, 150);
+    for (const io::VideoFormat& f : io::kVideoFormats) format->addItem(f.label);
+    format->selected = gLastFormat;
+    auto container = std::make_shared<ComboWidget>(160, 120, 150);
+    container->addItem("AVI (MPEG-4)");
+    container->addItem("MP4 (H.264)");
+    container->selected = gLastContainer;
+    auto author = std::make_shared<EditControl>(160, 88, 200, 22, 64, 0, "", false, "(author name)");
+    auto codecs = std::make_shared<CheckBoxWidget>(0, 45, 16, gShowCodecs, std::function<void()>{},
+                                                   std::function<void()>{});
+    codecs->label = "Show codecs\ndialog";
+    dialog->add(caption(0, 153, "Video format"));
+    dialog->add(format);
+    dialog->add(caption(0, 123, "Container"));
+    dialog->add(container);
+    dialog->add(caption(0, 91, "Author:"));
+    dialog->add(author);
+    dialog->add(codecs);
+    auto cancel = std::make_shared<ButtonWidget>(0, 0, 110, 30, "Cancel", 0, [d](Widget*) { d->cancel(); });
+    auto ok = std::make_shared<ButtonWidget>(-120, 0, 110, 30, "OK", 0, [d](Widget*) { d->accept(); });
+    for (const auto& b : {cancel, ok}) {
+        b->hAlign = HAlign::Right;
+        dialog->add(b);
+    }
+    ok->setFocused(true);
+    gDialog = dialog;
+    gFormat = format;
+    gContainer = container;
+    gCodecs = codecs;
+    const int result = dialog->runModal();
+    gShowCodecs = codecs->checked;
+    gDialog.reset();
+    gFormat.reset();
+    gContainer.reset();
+    gCodecs.reset();
+    if (result != kDialogOk) return false;
+    gLastFormat = std::clamp(format->selected, 0, static_cast<int>(io::kVideoFormats.size()) - 1);
+    gLastContainer = std::clamp(container->selected, 0, 1);
+    const io::VideoContainer chosen = gLastContainer == 0 ? io::VideoContainer::Avi : io::VideoContainer::Mp4;
+    // Numbered, so an export never overwrites an earlier film.
+    const std::string path = nextFreeName(videoExportTarget(chosen));
+    fitToWindow(gPainter);
+    return startVideoExport(path, gLastFormat, chosen);
+}
+
+Dialog* videoOptionsDialog() {
+    auto d = gDialog.lock();
+    return d && !d->closed ? d.get() : nullptr;
+}
+ComboWidget* videoOptionsFormat() { return videoOptionsDialog() ? gFormat.lock().get() : nullptr; }
+ComboWidget* videoOptionsContainer() { return videoOptionsDialog() ? gContainer.lock().get() : nullptr; }
+CheckBoxWidget* videoOptionsCodecs() { return videoOptionsDialog() ? gCodecs.lock().get() : nullptr; }
