@@ -17,6 +17,7 @@
 #include "core/VideoExport.h"
 #include "history/History.h"
 #include "platform/Clock.h"
+#include "ui/FileChooser.h"
 #include "ui/ReplaySession.h"
 #include "widgets/ButtonWidget.h"
 #include "widgets/ComboWidget.h"
@@ -117,13 +118,16 @@ std::shared_ptr<TextWidget> caption(int x, int y, const char* text) {
 } // namespace
 
 std::string videoExportTarget(io::VideoContainer container) {
-    const char* extension = container == io::VideoContainer::Avi ? ".avi" : ".mp4";
-    std::filesystem::path base;
-    if (const char* wanted = std::getenv("KW_VIDEO_EXPORT_PATH"); wanted && *wanted) base = wanted;
-    else if (!gApp->imageName.empty()) base = gApp->imageName;
-    else base = std::filesystem::current_path() / "timelapse";
-    base.replace_extension(extension);
-    return base.string();
+    const bool avi = container == io::VideoContainer::Avi;
+    const platform::FileFilter filter{avi ? "AVI file" : "MP4 file", {avi ? "AVI" : "MP4"}, avi ? ".avi" : ".mp4"};
+    std::string initial = std::filesystem::path(gApp->imageName).filename().string();
+    if (initial.empty()) initial = "timelapse";
+    initial = std::filesystem::path(initial).replace_extension(filter.extension).string();
+    ChosenPath chosen;
+    if (!chooseFile(true, {filter}, chosen, initial, "Export video")) return {};
+    // The container decides the format, so the name carries its extension.
+    if (chosen.extension != filter.extension) chosen.path += filter.extension;
+    return chosen.path;
 }
 
 bool startVideoExport(const std::string& path, int format, io::VideoContainer container) {
@@ -211,8 +215,10 @@ bool openVideoExportDialog() {
     gLastFormat = std::clamp(format->selected, 0, static_cast<int>(io::kVideoFormats.size()) - 1);
     gLastContainer = std::clamp(container->selected, 0, 1);
     const io::VideoContainer chosen = gLastContainer == 0 ? io::VideoContainer::Avi : io::VideoContainer::Mp4;
+    const std::string target = videoExportTarget(chosen);
+    if (target.empty()) return false;
     // Numbered, so an export never overwrites an earlier film.
-    const std::string path = nextFreeName(videoExportTarget(chosen));
+    const std::string path = nextFreeName(target);
     fitToWindow(gPainter);
     return startVideoExport(path, gLastFormat, chosen);
 }

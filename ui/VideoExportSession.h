@@ -16,9 +16,8 @@ class EditControl;
 // when cancelled or when the export could not start (said on the status line).
 bool openVideoExportDialog();
 // Where the film goes, before numbering (nextFreeName) keeps an earlier one:
-// $KW_VIDEO_EXPORT_PATH when set (its extension replaced by the
-// container's), else beside the open picture's file, else "timelapse" in the
-// current folder. The one place the file dialog will take over.
+// the save dialog with the container's one filter, the name field holding
+// the picture's name. Empty when the dialog was cancelled.
 std::string videoExportTarget(io::VideoContainer container);
 
 // Starts exporting into `path` at once. False (and "command aborted") when

@@ -37,17 +37,28 @@ std::map<std::string, std::string> probe(const std::string& path) {
     return values;
 }
 
-// Where the program is told to put its film (the file dialog's stand-in).
+// Where the program is told to put its film: the scripted file dialog
+// answers "film" in a folder of the test's, for every export (no extension
+// typed, so the filter's is appended).
 struct ExportTarget {
     fs::path dir;
     explicit ExportTarget(const std::string& name) {
         dir = fs::temp_directory_path() / ("kw_video_e2e_" + name + "_" + std::to_string(::getpid()));
         fs::remove_all(dir);
         fs::create_directories(dir);
-        setenv("KW_VIDEO_EXPORT_PATH", (dir / "film").c_str(), 1);
+        const fs::path answers = dir.parent_path() / (dir.filename().string() + ".answers");
+        std::string lines;
+        for (int i = 0; i < 4; ++i) lines += (dir / "film").string() + "\n";
+        FILE* f = std::fopen(answers.c_str(), "w");
+        if (f) {
+            std::fputs(lines.c_str(), f);
+            std::fclose(f);
+        }
+        setenv("KESTRELWING_FILE_DIALOG", answers.c_str(), 1);
     }
     ~ExportTarget() {
-        unsetenv("KW_VIDEO_EXPORT_PATH");
+        unsetenv("KESTRELWING_FILE_DIALOG");
+        fs::remove(dir.parent_path() / (dir.filename().string() + ".answers"));
         fs::remove_all(dir);
     }
     std::size_t files() const {
