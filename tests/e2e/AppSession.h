@@ -51,6 +51,11 @@ public:
     bool running();
     std::string output() const; // standard output and error so far
     std::string settingsFolder() const { return configDir; }
+    // The program's TMPDIR (where its autosave goes).
+    std::string tempFolder() const { return workDir + "/tmp"; }
+    Window windowId() const { return window; }
+    // Ends the program at once (SIGKILL), as a crash would.
+    void killNow() { kill(); }
 
 private:
     bool findWindow();
