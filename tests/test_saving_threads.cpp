@@ -499,24 +499,26 @@ TEST(AtomicWrite, KillDuringTheWriteLeavesTheOlderFileWhole) {
     ASSERT_TRUE(DrawingProcess::save(target, input));
     const std::vector<uint8_t> older = bytesOf(target);
 
+    int ready[2];
+    ASSERT_EQ(pipe(ready), 0);
     const pid_t child = fork();
     if (child == 0) {
-        // A writer that never finishes: killed half-way.
+        // A writer that never finishes: killed half-way, after its first block.
+        close(ready[0]);
         io::AtomicFileSink sink;
         if (!sink.open(target)) _exit(1);
         std::vector<uint8_t> block(1 << 16, 0xAB);
-        for (;;) {
+        for (bool told = false;; told = true) {
             sink.write(block.data(), block.size());
+            if (!told && write(ready[1], "w", 1) != 1) _exit(1);
             usleep(20000);
         }
     }
     ASSERT_GT(child, 0);
-    bool started = false;
-    for (int i = 0; i < 200 && !started; ++i) {
-        for (const auto& e : fs::directory_iterator(dir))
-            started = started || (e.path().string() != target && fs::file_size(e.path()) > 0);
-        if (!started) usleep(10000);
-    }
+    close(ready[1]);
+    char signal = 0;
+    const bool started = read(ready[0], &signal, 1) == 1;
+    close(ready[0]);
     kill(child, SIGKILL);
     waitpid(child, nullptr, 0);
     ASSERT_TRUE(started) << "the writer did not start";

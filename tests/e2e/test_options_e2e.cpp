@@ -48,11 +48,16 @@ std::string runCommand(const std::string& command) {
     return out;
 }
 
+// Under a manager a window of the last run may vanish between the look-up
+// and the next request: such errors are expected here, not fatal.
+int ignoreXError(Display*, XErrorEvent*) { return 0; }
+
 // A private X server with openbox managing it; DISPLAY points at it while
 // the object lives. Skips (ok() false) when openbox is not installed.
 class ManagedDisplay {
 public:
     ManagedDisplay() {
+        previousHandler_ = XSetErrorHandler(ignoreXError);
         if (std::system("command -v openbox >/dev/null 2>&1 && command -v Xvfb >/dev/null 2>&1") != 0) return;
         int fds[2];
         if (pipe(fds) != 0) return;
@@ -84,6 +89,7 @@ public:
         ready_ = waitForManager();
     }
     ~ManagedDisplay() {
+        XSetErrorHandler(previousHandler_);
         for (pid_t p : {wm_, xvfb_})
             if (p > 0) {
                 ::kill(p, SIGTERM);
@@ -120,6 +126,7 @@ private:
         return found;
     }
 
+    int (*previousHandler_)(Display*, XErrorEvent*) = nullptr;
     pid_t xvfb_ = -1, wm_ = -1;
     std::string name_, oldDisplay_;
     bool ready_ = false;
