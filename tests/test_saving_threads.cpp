@@ -527,3 +527,31 @@ TEST(AtomicWrite, KillDuringTheWriteLeavesTheOlderFileWhole) {
     EXPECT_EQ(parsed.result, LoadResult::Loaded) << parsed.reason;
     fs::remove_all(dir);
 }
+
+// The main thread takes results while the thread still writes, as the tick does.
+TEST(SavingThreadTest, ResultsAreTakenWhileSavesRun) {
+    char tmpl[] = "/tmp/kw_saving_poll_XXXXXX";
+    ASSERT_NE(mkdtemp(tmpl), nullptr);
+    const fs::path dir = tmpl;
+    SavingThread thread;
+    std::vector<SavingThread::Result> all;
+    for (int n = 0; n < 3; ++n) {
+        std::vector<uint8_t> px(static_cast<std::size_t>(128) * 128 * 4, 200);
+        thread.start((dir / ("p" + std::to_string(n) + ".png")).string(), std::move(px), 128, 128);
+        for (int i = 0; i < 5; ++i) {
+            for (auto& r : thread.takeResults()) all.push_back(r);
+            usleep(1000);
+        }
+    }
+    for (int i = 0; i < 5000 && all.size() < 3; ++i) {
+        for (auto& r : thread.takeResults()) all.push_back(r);
+        usleep(1000);
+    }
+    thread.wait();
+    ASSERT_EQ(all.size(), 3u);
+    for (int n = 0; n < 3; ++n) {
+        EXPECT_EQ(all[n].path, (dir / ("p" + std::to_string(n) + ".png")).string());
+        EXPECT_TRUE(all[n].ok);
+    }
+    fs::remove_all(dir);
+}
