@@ -102,8 +102,11 @@ void tick(int period) {
 void slowTick(int period) {
     glutTimerFunc(static_cast<unsigned>(period), slowTick, period);
     platform::windowOrigin(gWindowOriginX, gWindowOriginY);
-    if (gMaximiseRetries > 0 && --gMaximiseRetries >= 0 && !platform::isWindowMaximised())
-        platform::requestWindowMaximised();
+    if (gMaximiseRetries > 0) {
+        // Once maximised, the user's own changes are left alone.
+        gMaximiseRetries = platform::isWindowMaximised() ? 0 : gMaximiseRetries - 1;
+        if (gMaximiseRetries > 0) platform::requestWindowMaximised();
+    }
     observePlacement();
 }
 
