@@ -4,6 +4,7 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <filesystem>
 
 #include "platform/ErrorBox.h"
 #include "platform/Settings.h"
@@ -34,12 +35,15 @@ void ApplicationClosingStatus::load() {
     if (platform::readValue("APP_WINDOW_SIZE", v)) parseIntPair(v, width, height);
 }
 
-void ApplicationClosingStatus::save(bool isMaximized, int posX, int posY, int sizeW, int sizeH) const {
+void ApplicationClosingStatus::saveExit() const {
     platform::writeValue("APP_CODE", "1");
+    platform::writeValue("APP_VER", "3.6.4.0");
+}
+
+void ApplicationClosingStatus::savePlacement(bool isMaximized, int posX, int posY, int sizeW, int sizeH) const {
     platform::writeValue("APP_WINDOW_MAXIMIZED", isMaximized ? "1" : "0");
     platform::writeValue("APP_WINDOW_POS", std::to_string(posX) + "," + std::to_string(posY));
     platform::writeValue("APP_WINDOW_SIZE", std::to_string(sizeW) + "," + std::to_string(sizeH));
-    platform::writeValue("APP_VER", "3.6.4.0");
 }
 
 Application::Application() = default;
@@ -100,6 +104,12 @@ void Application::postMessage(const char* format, ...) {
 
 void Application::deliverPostedMessages() {
     for (const std::string& text : postedMessages.drain()) showMessage("%s", text.c_str());
+}
+
+void Application::storeCurrentDirectory() {
+    std::error_code ec;
+    const std::filesystem::path dir = std::filesystem::current_path(ec);
+    if (!ec) platform::writeValue("curr_dir", dir.string());
 }
 
 void Application::setTitle(const std::string& name, const std::string& extension) {

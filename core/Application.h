@@ -32,8 +32,11 @@ public:
 
     // Reads the stored status and marks this run as running ("APP_CODE" = "0").
     void load();
-    // Marks a clean exit and stores the window placement.
-    void save(bool isMaximized, int posX, int posY, int sizeW, int sizeH) const;
+    // Marks a clean exit and stores the version.
+    void saveExit() const;
+    // Stores the window placement: maximised, the outer corner and the
+    // client size of the window when not maximised.
+    void savePlacement(bool isMaximized, int posX, int posY, int sizeW, int sizeH) const;
 };
 
 class Application {
@@ -60,6 +63,8 @@ public:
     void postMessage(const char* format, ...) __attribute__((format(printf, 2, 3)));
     // Main thread (the tick): shows every posted message, oldest first.
     void deliverPostedMessages();
+    // Remembers the working directory as the last used one ("curr_dir").
+    void storeCurrentDirectory();
     // Window title: name, extension, " - " and the program name.
     void setTitle(const std::string& name, const std::string& extension);
 

@@ -6,6 +6,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <optional>
 
 #include "canvas/Canvas.h"
 #include "canvas/Painter.h"
@@ -15,11 +16,15 @@
 #include "core/Globals.h"
 #include "core/InputCallbacks.h"
 #include "core/InputState.h"
+#include "core/LaunchCounter.h"
 #include "core/PaintingApplication.h"
+#include "core/WindowPlacement.h"
+#include "core/Saving.h"
 #include "history/History.h"
 #include "platform/Clipboard.h"
 #include "platform/Clock.h"
 #include "platform/X11Window.h"
+#include "ui/RatingPrompt.h"
 #include "ui/ReplaySession.h"
 #include "ui/VideoExportSession.h"
 #include "widgets/Animator.h"
@@ -34,7 +39,35 @@ int gWindowOriginX = 0, gWindowOriginY = 0;
 namespace {
 int gLastTickTime = 0;
 bool gExiting = false;
+// Set once the window exists: the placement it had when last not maximised.
+std::optional<NormalPlacement> gNormalPlacement;
+// Maximise requests still to repeat: a manager that had not taken the window
+// yet at the first request may have missed it.
+int gMaximiseRetries = 0;
+
+// Outer corner and client size of the window as it stands now.
+bool currentPlacement(WindowPlacement& out) {
+    int x = 0, y = 0;
+    if (!platform::windowOrigin(x, y)) return false;
+    FrameExtents frame;
+    platform::frameExtents(frame.left, frame.right, frame.top, frame.bottom);
+    out = placementToStore(x, y, static_cast<int>(gRenderArea.width), static_cast<int>(gRenderArea.height), frame);
+    return true;
+}
+
+void observePlacement() {
+    if (!gNormalPlacement) return;
+    WindowPlacement now{};
+    if (currentPlacement(now)) gNormalPlacement->observe(platform::isWindowMaximised(), now);
+}
 } // namespace
+
+void trackWindowPlacement(int x, int y, int width, int height, bool maximised) {
+    gNormalPlacement.emplace(WindowPlacement{x, y, width, height});
+    if (!maximised) return;
+    platform::requestWindowMaximised();
+    gMaximiseRetries = 3;
+}
 
 void tick(int period) {
     // Re-arm first, so the period does not stretch with the work below.
@@ -57,16 +90,30 @@ void tick(int period) {
     updateVideoExport(elapsed);
     // Texts that worker threads posted reach the notification on this thread.
     gApp->deliverPostedMessages();
+    // Image saves that ended: busy state off, their message.
+    saving::finishEndedSaves(gApp);
     if (gGui) gGui->update(elapsed, 0, 0);
     gPainter.update(elapsed, 0, 0);
     AnimatorRegistry::instance().tick();
     // After a crash: the question about the autosave, once.
     fileflows::offerRecoveryOnce();
+    // Once per process: count the start (and at every hundredth ask for a rating).
+    static bool launchCounted = false;
+    if (!launchCounted) {
+        launchCounted = true;
+        runLaunchCounter(askForRating);
+    }
 }
 
 void slowTick(int period) {
     glutTimerFunc(static_cast<unsigned>(period), slowTick, period);
     platform::windowOrigin(gWindowOriginX, gWindowOriginY);
+    if (gMaximiseRetries > 0) {
+        // Once maximised, the user's own changes are left alone.
+        gMaximiseRetries = platform::isWindowMaximised() ? 0 : gMaximiseRetries - 1;
+        if (gMaximiseRetries > 0) platform::requestWindowMaximised();
+    }
+    observePlacement();
 }
 
 void reshape(int width, int height) {
@@ -119,14 +166,18 @@ void pumpUntil(const std::function<bool()>& done) {
 void exitHandler() {
     if (gExiting) return;
     gExiting = true;
+    // A file being written is finished, not cut off.
+    saving::waitForWriters();
     gCanvas.freeSurfaces();
     if (gApp->closingStatus) {
-        // The window placement is stored as the size it had when not maximised.
-        const bool maximised = platform::isWindowMaximised();
-        int x = gWindowOriginX, y = gWindowOriginY;
-        platform::windowOrigin(x, y);
-        gApp->closingStatus->save(maximised, x, y, static_cast<int>(gRenderArea.width),
-                                  static_cast<int>(gRenderArea.height));
+        gApp->closingStatus->saveExit();
+        // Only a run that had its window stores where it was.
+        if (gNormalPlacement && platform::windowHooksInstalled()) {
+            const bool maximised = platform::isWindowMaximised();
+            observePlacement();
+            const WindowPlacement& p = gNormalPlacement->normal();
+            gApp->closingStatus->savePlacement(maximised, p.x, p.y, p.width, p.height);
+        }
     }
 }
 

@@ -19,6 +19,11 @@ void pumpUntil(const std::function<bool()>& done);
 [[noreturn]] void exitProgram();
 void exitHandler();
 
+// The window was placed at start-up this way (outer corner, client size):
+// from now on the exit routine stores the placement. A run that never made
+// its window (no display) leaves the stored placement alone.
+void trackWindowPlacement(int x, int y, int width, int height, bool maximised);
+
 // Window origin on the screen, refreshed by the slow tick (pen input uses it).
 extern int gWindowOriginX, gWindowOriginY;
 

@@ -17,6 +17,7 @@
 #include "history/History.h"
 #include "tools/Tool.h"
 #include "platform/X11Window.h"
+#include "platform/Paths.h"
 #include "platform/Settings.h"
 
 void PaintingApplicationOptions::reset() {
@@ -52,6 +53,8 @@ void PaintingApplication::init() {
     canvas->brush.size = getOptions().defaultBrushSize;
     canvas->toolBrushes[0] = canvas->brush;
     canvas->toolBrushes[1] = canvas->brush;
+    // The user's data folder with the presets file and the folder for own tips.
+    platform::installUserData(platform::dataDir() + "/brushes", platform::userDataDir());
 }
 
 void PaintingApplication::createOptions() { options = std::make_unique<PaintingApplicationOptions>(); }

@@ -29,6 +29,7 @@
 #include "core/InputState.h"
 #include "core/MainLoop.h"
 #include "core/PaintingApplication.h"
+#include "core/Saving.h"
 #include "core/WindowPlacement.h"
 #include "tools/Tool.h"
 #include "ui/FileFlows.h"
@@ -95,6 +96,7 @@ void createWindow() {
     glutInitWindowPosition(p.x, p.y);
     glutCreateWindow("Kestrelwing");
     platform::installWindowHooks();
+    mainloop::trackWindowPlacement(p.x, p.y, p.width, p.height, st.maximized);
     installInputHooks();
     std::string error;
     if (!gSharedContext.create(&error))
@@ -235,6 +237,7 @@ int runProgram(const CommandLine& commandLine) {
     if (commandLine.file.empty()) enterStartDirectory();
     gApp->autosavePath = autosaveTarget(platform::tempDir(), gApp->closingStatus->cleanExit,
                                         [](const std::string& p) { return std::filesystem::exists(p); });
+    saving::connectAutosave(gHistory, &gBrushTips, [] { return gApp->autosavePath; });
     registerCallbacks();
     glutMainLoop();
     return 0;

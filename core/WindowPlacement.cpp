@@ -14,3 +14,8 @@ CanvasSize limitStartCanvas(int width, int height, bool framebufferObjects, int 
     const int limit = framebufferObjects ? maxRenderbufferSize / 2 : 512;
     return {std::min(width, limit), std::min(height, limit)};
 }
+
+WindowPlacement placementToStore(int clientX, int clientY, int clientWidth, int clientHeight,
+                                 const FrameExtents& frame) {
+    return {clientX - frame.left, clientY - frame.top, clientWidth, clientHeight};
+}

@@ -43,6 +43,7 @@ void History::addOrReplaceLast(std::unique_ptr<HistoryAction> action) {
         return;
     }
     redoList.clear();
+    unchangedPrefix_ = std::min(unchangedPrefix_, actions_.size() - 1);
     actions_.back() = std::move(action);
 }
 
@@ -63,6 +64,7 @@ bool History::rollBack(int32_t target) {
     while (static_cast<int32_t>(actions_.size()) > std::max(target, 0)) {
         std::unique_ptr<HistoryAction> last = std::move(actions_.back());
         actions_.pop_back();
+        unchangedPrefix_ = std::min(unchangedPrefix_, actions_.size());
         const bool counts = last->countsAsStep();
         last->undo();
         redoList.push_back(std::move(last));
@@ -183,6 +185,7 @@ void History::resetToBlank() {
 
 void History::clear() {
     actions_.clear();
+    unchangedPrefix_ = 0;
     baseCount = 0;
     stepsSinceSnapshot = 0;
     undoDepth = 0;

@@ -10,6 +10,7 @@
 //
 // Without a canvas (or before the canvas has surfaces) only the bookkeeping
 // runs: counters, lists and snapshot indices, no pixels. Main thread only.
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <functional>
@@ -76,6 +77,14 @@ public:
     // Replaces the last action when it has the same type and lies after the
     // active snapshot (cycling through layers leaves one entry); else add().
     void addOrReplaceLast(std::unique_ptr<HistoryAction> action);
+    // How many leading actions are the same objects, unchanged, as at the
+    // last call (the list's shortest length since then); starts a new count.
+    // Lets a copy of encoded actions (the autosave's) renew only the tail.
+    std::size_t takeUnchangedPrefix() {
+        const std::size_t prefix = std::min(unchangedPrefix_, actions_.size());
+        unchangedPrefix_ = actions_.size();
+        return prefix;
+    }
     const HistorySnapshot& snapshot(int slot) const { return snapshots_[static_cast<std::size_t>(slot & 1)]; }
 
     bool replayPending = false;
@@ -106,4 +115,5 @@ private:
     MultiLayeredImage& layers_;
     std::vector<std::unique_ptr<HistoryAction>> actions_;
     std::array<HistorySnapshot, 2> snapshots_;
+    std::size_t unchangedPrefix_ = 0;
 };

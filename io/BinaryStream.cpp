@@ -261,6 +261,9 @@ bool AtomicFileSink::commit() {
         if (error_.empty()) error_ = "no file open for " + path_;
         return false;
     }
+    // On the disk before the rename: a crash right after it must not leave
+    // the new name pointing at data the system had not written yet.
+    if (error_.empty() && ::fsync(fd_) != 0) error_ = "cannot write " + path_ + ": " + std::strerror(errno);
     if (error_.empty() && ::close(fd_) != 0) error_ = "cannot write " + path_ + ": " + std::strerror(errno);
     else if (!error_.empty()) ::close(fd_);
     fd_ = -1;
@@ -280,6 +283,44 @@ void AtomicFileSink::discard() {
     fd_ = -1;
     if (!temporary_.empty()) ::unlink(temporary_.c_str());
     temporary_.clear();
+}
+
+bool writeWholeFile(const std::string& path, std::span<const uint8_t> bytes, std::string& error) {
+    const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    if (fd < 0) {
+        error = "cannot create " + path + ": " + std::strerror(errno);
+        return false;
+    }
+    const uint8_t* data = bytes.data();
+    std::size_t left = bytes.size();
+    while (left > 0) {
+        const ssize_t done = ::write(fd, data, left);
+        if (done < 0 && errno == EINTR) continue;
+        if (done <= 0) {
+            error = "cannot write " + path + ": " + std::strerror(done < 0 ? errno : ENOSPC);
+            ::close(fd);
+            return false;
+        }
+        data += done;
+        left -= static_cast<std::size_t>(done);
+    }
+    if (::close(fd) != 0) {
+        error = "cannot write " + path + ": " + std::strerror(errno);
+        return false;
+    }
+    return true;
+}
+
+bool syncFileToDisk(const std::string& path, std::string& error) {
+    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) {
+        error = "cannot open " + path + ": " + std::strerror(errno);
+        return false;
+    }
+    const bool ok = ::fsync(fd) == 0;
+    if (!ok) error = "cannot write " + path + ": " + std::strerror(errno);
+    ::close(fd);
+    return ok;
 }
 
 bool readWholeFile(const std::string& path, std::vector<uint8_t>& out, std::string& error,

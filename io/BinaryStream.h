@@ -230,6 +230,15 @@ private:
     std::string path_, temporary_, error_;
 };
 
+// Writes bytes as the whole file at path (created or truncated), checking
+// every write and the close; false with a reason (a full disk) otherwise.
+// No rename: for encoders handed a temporary name by their caller.
+bool writeWholeFile(const std::string& path, std::span<const uint8_t> bytes, std::string& error);
+
+// Makes the system write a finished file to the disk (fsync); false with a
+// reason when it cannot. For files written by libraries before their rename.
+bool syncFileToDisk(const std::string& path, std::string& error);
+
 // Reads a whole file into memory for a BinaryReader. False with a reason
 // when it cannot be opened or read, or is larger than maxBytes.
 bool readWholeFile(const std::string& path, std::vector<uint8_t>& out, std::string& error,

@@ -192,6 +192,42 @@ LoadResult parseProcess(io::BinaryReader& in, ActionContext context, const Proce
     return LoadResult::Loaded;
 }
 
+namespace {
+
+void writeTip(io::BinaryWriter& out, int32_t index, const BrushTip& tip) {
+    out.i32(index);
+    out.i32(static_cast<int32_t>(tip.name.size()));
+    out.text(tip.name);
+    // A tip whose file did not load is stored empty.
+    const bool whole =
+        tip.hasPixels() && tip.pixels.size() == static_cast<std::size_t>(tip.width) * tip.height * 4;
+    out.i32(whole ? tip.width : 0);
+    out.i32(whole ? tip.height : 0);
+    if (whole) out.raw(tip.pixels);
+}
+
+} // namespace
+
+int32_t tipUsedBy(const HistoryAction& action) {
+    const auto* stroke = dynamic_cast<const BrushStrokeAction*>(&action);
+    return stroke ? stroke->brush().tipIndex : 0;
+}
+
+std::vector<bool> tipsUsedBy(const std::vector<std::unique_ptr<HistoryAction>>& actions, std::size_t count,
+                             std::size_t tipCount) {
+    std::vector<bool> used(tipCount, false);
+    for (std::size_t i = 0; i < std::min(count, actions.size()); ++i) {
+        const int32_t tip = tipUsedBy(*actions[i]);
+        if (tip >= 1 && static_cast<std::size_t>(tip) < tipCount) used[static_cast<std::size_t>(tip)] = true;
+    }
+    return used;
+}
+
+void writeActionRecord(io::BinaryWriter& out, const HistoryAction& action) {
+    out.i32(action.type());
+    action.write(out);
+}
+
 void writeProcess(io::BinaryWriter& out, const ProcessSaveInput& input) {
     static const std::vector<std::unique_ptr<HistoryAction>> kNone;
     const auto& actions = input.actions ? *input.actions : kNone;
@@ -205,34 +241,21 @@ void writeProcess(io::BinaryWriter& out, const ProcessSaveInput& input) {
     out.i32(input.initialWidth);
     out.i32(input.initialHeight);
 
-    // Only the tips that a stroke of the process uses, from index 1 on.
-    const std::size_t tipCount = input.tips ? input.tips->size() : 0;
-    std::vector<bool> used(tipCount, false);
-    for (std::size_t i = 0; i < count; ++i) {
-        const auto* stroke = dynamic_cast<const BrushStrokeAction*>(actions[i].get());
-        if (!stroke) continue;
-        const int32_t tip = stroke->brush().tipIndex;
-        if (tip >= 1 && static_cast<std::size_t>(tip) < tipCount) used[static_cast<std::size_t>(tip)] = true;
-    }
-    out.i32(static_cast<int32_t>(std::count(used.begin(), used.end(), true)));
-    for (std::size_t index = 1; index < tipCount; ++index) {
-        if (!used[index]) continue;
-        const BrushTip& tip = *input.tips->find(static_cast<int32_t>(index));
-        out.i32(static_cast<int32_t>(index));
-        out.i32(static_cast<int32_t>(tip.name.size()));
-        out.text(tip.name);
-        // A tip whose file did not load is stored empty.
-        const bool whole = tip.hasPixels() &&
-                           tip.pixels.size() == static_cast<std::size_t>(tip.width) * tip.height * 4;
-        out.i32(whole ? tip.width : 0);
-        out.i32(whole ? tip.height : 0);
-        if (whole) out.raw(tip.pixels);
-    }
-
-    out.i32(static_cast<int32_t>(count));
-    for (std::size_t i = 0; i < count; ++i) {
-        out.i32(actions[i]->type());
-        actions[i]->write(out);
+    if (input.actionRecords) {
+        const std::vector<BrushTip> kNoTips;
+        const std::vector<BrushTip>& tips = input.usedTips ? *input.usedTips : kNoTips;
+        out.i32(static_cast<int32_t>(tips.size()));
+        for (const BrushTip& tip : tips) writeTip(out, tip.id, tip);
+        out.i32(static_cast<int32_t>(input.actionCount));
+        for (std::span<const uint8_t> piece : *input.actionRecords) out.raw(piece);
+    } else {
+        // Only the tips that a stroke of the process uses, from index 1 on.
+        const std::vector<bool> used = tipsUsedBy(actions, count, input.tips ? input.tips->size() : 0);
+        out.i32(static_cast<int32_t>(std::count(used.begin(), used.end(), true)));
+        for (std::size_t index = 1; index < used.size(); ++index)
+            if (used[index]) writeTip(out, static_cast<int32_t>(index), *input.tips->find(static_cast<int32_t>(index)));
+        out.i32(static_cast<int32_t>(count));
+        for (std::size_t i = 0; i < count; ++i) writeActionRecord(out, *actions[i]);
     }
     if (bodyWriter) input.writeLayeredBody(out);
     else writeLayeredBody(out, layers);

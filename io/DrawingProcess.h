@@ -12,6 +12,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,7 @@
 #include "io/ProcessFormat.h"
 
 class BrushTipTable;
+struct BrushTip;
 class History;
 namespace platform {
 class SharedGlContext;
@@ -87,7 +89,22 @@ struct ProcessSaveInput {
     // layersWidth x layersHeight.
     std::function<void(io::BinaryWriter&)> writeLayeredBody;
     int32_t layersWidth = 0, layersHeight = 0;
+    // When set, the actions come already encoded, in place of `actions` and
+    // `tips`: the stored records (type code and body) of the first
+    // actionCount actions, in pieces written one after the other, and the
+    // tips they use, each with its table index as id. The autosave writes
+    // from such copies, away from the live list and table.
+    const std::vector<std::span<const uint8_t>>* actionRecords = nullptr;
+    const std::vector<BrushTip>* usedTips = nullptr;
 };
+
+// The tip a stroke stamps (its table index); 0 for any other action.
+int32_t tipUsedBy(const HistoryAction& action);
+// Which table entries (below tipCount) the strokes of the first count actions use.
+std::vector<bool> tipsUsedBy(const std::vector<std::unique_ptr<HistoryAction>>& actions, std::size_t count,
+                             std::size_t tipCount);
+// One stored action: its type code, then its body.
+void writeActionRecord(io::BinaryWriter& out, const HistoryAction& action);
 
 // The whole file in memory: header with the layers' size, initial size, the
 // tips used by the strokes (from index 1), the actions, the layered body.

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <filesystem>
 
+#include "io/BinaryStream.h"
 #include "io/Codecs.h"
 #include "io/ImageCodec.h"
 #include "io/ImageFormat.h"
@@ -44,6 +45,11 @@ bool saveImage(const std::string& path, std::vector<uint8_t> pixels, int32_t wid
     bool written = encodeAs(saveFormatForPath(path), temporary, pixels.data(), width, height);
     pixels = {}; // the caller's block is freed here, as the contract says
     std::error_code ec;
+    std::string error;
+    if (written && !io::syncFileToDisk(temporary, error)) {
+        std::fprintf(stderr, "saveImage: %s\n", error.c_str());
+        written = false;
+    }
     if (written) {
         std::filesystem::rename(temporary, path, ec);
         if (ec) {

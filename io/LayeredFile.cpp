@@ -71,6 +71,12 @@ void writeLayeredBody(io::BinaryWriter& out, const LayeredPicture& picture) {
               [&](std::size_t i) { return std::span<const uint8_t>(picture.layers[i].pixels); });
 }
 
+void writeLayeredBody(io::BinaryWriter& out, const std::vector<LayerPixels>& records, int32_t current,
+                      int32_t width, int32_t height,
+                      const std::function<std::span<const uint8_t>(std::size_t)>& pixelsOf) {
+    writeBody(out, records, current, pixelBytes(width, height), pixelsOf);
+}
+
 void writeLayeredBody(io::BinaryWriter& out, Canvas& canvas, const MultiLayeredImage& layers) {
     std::vector<LayerPixels> records;
     for (const Layer& layer : layers.layers)

@@ -5,6 +5,7 @@
 // written here without GL; capture and apply move it to and from the canvas.
 #include <cstdint>
 #include <functional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -36,6 +37,12 @@ struct LayeredPicture {
 
 // Writes the body in the current layout (layer index 4).
 void writeLayeredBody(io::BinaryWriter& out, const LayeredPicture& picture);
+// The same body from layer records whose pixels are asked for one at a
+// time (their own `pixels` are not used); an empty span is stored
+// transparent. The autosave writes a snapshot's blocks this way.
+void writeLayeredBody(io::BinaryWriter& out, const std::vector<LayerPixels>& records, int32_t current,
+                      int32_t width, int32_t height,
+                      const std::function<std::span<const uint8_t>(std::size_t)>& pixelsOf);
 // The same body straight from the canvas (GL, main thread), reading one layer
 // back at a time, so that a save holds one layer's pixels, not the picture.
 void writeLayeredBody(io::BinaryWriter& out, Canvas& canvas, const MultiLayeredImage& layers);

@@ -4,9 +4,11 @@
 #include <stb_image.h>
 #include <stb_image_write.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
+#include "io/BinaryStream.h"
 #include "io/Codecs.h"
 
 namespace codec {
@@ -225,7 +227,19 @@ bool encodeBmp(const std::string& path, const uint8_t* rgba, int32_t width, int3
     // BMP holds no alpha here: the flat image for it was composed over black.
     std::vector<uint8_t> rgb(static_cast<size_t>(width) * static_cast<size_t>(height) * 3);
     for (size_t i = 0, n = rgb.size() / 3; i < n; ++i) std::memcpy(&rgb[i * 3], rgba + i * 4, 3);
-    return stbi_write_bmp(path.c_str(), width, height, 3, rgb.data()) != 0;
+    // Encoded in memory and written with every write checked: stb's own file
+    // writer does not notice a full disk.
+    std::vector<uint8_t> file;
+    const auto append = [](void* context, void* data, int size) {
+        auto* out = static_cast<std::vector<uint8_t>*>(context);
+        const auto* bytes = static_cast<const uint8_t*>(data);
+        out->insert(out->end(), bytes, bytes + size);
+    };
+    if (stbi_write_bmp_to_func(append, &file, width, height, 3, rgb.data()) == 0) return false;
+    std::string error;
+    if (io::writeWholeFile(path, file, error)) return true;
+    std::fprintf(stderr, "BMP: %s\n", error.c_str());
+    return false;
 }
 
 } // namespace codec

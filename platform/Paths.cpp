@@ -183,4 +183,20 @@ std::vector<std::string> listFiles(const std::string& dir, const std::string& ex
     return listFilesMatching(dir, extensionPattern(extension));
 }
 
+bool installUserData(const std::string& factoryBrushes, const std::string& userDir) {
+    namespace fs = std::filesystem;
+    std::error_code ec;
+    fs::create_directories(userDir, ec);
+    if (!fs::is_directory(userDir, ec)) return false;
+    const fs::path presets = fs::path(userDir) / "brush_presets.xml";
+    if (!fs::exists(presets, ec)) fs::copy_file(fs::path(factoryBrushes) / "brush_presets.xml", presets, ec);
+    const fs::path brushes = fs::path(userDir) / "brushes";
+    if (!fs::exists(brushes, ec)) {
+        fs::create_directories(brushes, ec);
+        if (ec) return false;
+        fs::copy_file(fs::path(factoryBrushes) / "README.txt", brushes / "README.txt", ec);
+    }
+    return fs::is_directory(brushes, ec);
+}
+
 } // namespace platform

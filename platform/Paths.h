@@ -22,6 +22,13 @@ std::string documentsDir();
 // The system's temporary folder (TMPDIR or /tmp).
 std::string tempDir();
 
+// The user's data folder on first start: makes userDir, copies
+// "brush_presets.xml" from factoryBrushes when userDir has none, and makes
+// "brushes/" (the folder scanned for the user's tips) with a copy of
+// factoryBrushes/README.txt when it does not exist. A factory file that is
+// missing is skipped. False when a folder cannot be made.
+bool installUserData(const std::string& factoryBrushes, const std::string& userDir);
+
 // Names (not paths) of the regular files in dir whose extension matches
 // `extension` case-insensitively ("png" or ".png"; empty = every file),
 // sorted case-insensitively so scan order never depends on the file system.

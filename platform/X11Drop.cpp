@@ -38,7 +38,7 @@ void Atoms::intern(Display* d) {
         {"WM_PROTOCOLS", &wmProtocols},       {"WM_DELETE_WINDOW", &wmDeleteWindow},
         {"WM_STATE", &wmState},               {"_NET_WM_STATE", &netWmState},
         {"_NET_WM_STATE_HIDDEN", &netHidden}, {"_NET_WM_STATE_MAXIMIZED_VERT", &netMaxVert},
-        {"_NET_WM_STATE_MAXIMIZED_HORZ", &netMaxHorz},
+        {"_NET_WM_STATE_MAXIMIZED_HORZ", &netMaxHorz}, {"_NET_FRAME_EXTENTS", &netFrameExtents},
         {"XdndAware", &xdndAware},            {"XdndEnter", &xdndEnter},
         {"XdndPosition", &xdndPosition},      {"XdndStatus", &xdndStatus},
         {"XdndLeave", &xdndLeave},            {"XdndDrop", &xdndDrop},

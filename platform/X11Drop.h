@@ -12,7 +12,7 @@ namespace platform::x11 {
 
 struct Atoms {
     Atom wmProtocols = None, wmDeleteWindow = None, wmState = None;
-    Atom netWmState = None, netHidden = None, netMaxVert = None, netMaxHorz = None;
+    Atom netWmState = None, netHidden = None, netMaxVert = None, netMaxHorz = None, netFrameExtents = None;
     Atom xdndAware = None, xdndEnter = None, xdndPosition = None, xdndStatus = None;
     Atom xdndLeave = None, xdndDrop = None, xdndFinished = None, xdndSelection = None;
     Atom xdndTypeList = None, xdndActionCopy = None, uriList = None, dropProperty = None;

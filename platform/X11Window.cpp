@@ -274,4 +274,37 @@ bool isWindowMaximised() {
     return hasNetState(l.atoms.netMaxVert) && hasNetState(l.atoms.netMaxHorz);
 }
 
+bool frameExtents(int& left, int& right, int& top, int& bottom) {
+    WindowLayer& l = layer();
+    left = right = top = bottom = 0;
+    if (!l.display || !l.window) return false;
+    const std::vector<long> e = windowProperty(l.atoms.netFrameExtents, XA_CARDINAL);
+    if (e.size() < 4) return true;
+    left = static_cast<int>(e[0]);
+    right = static_cast<int>(e[1]);
+    top = static_cast<int>(e[2]);
+    bottom = static_cast<int>(e[3]);
+    return true;
+}
+
+void requestWindowMaximised() {
+    WindowLayer& l = layer();
+    if (!l.display || !l.window) return;
+    Display* display = l.display;
+    const Atom states[2] = {l.atoms.netMaxVert, l.atoms.netMaxHorz};
+    XChangeProperty(display, l.window, l.atoms.netWmState, XA_ATOM, 32, PropModeAppend,
+                    reinterpret_cast<const unsigned char*>(states), 2);
+    XEvent ev{};
+    ev.xclient.type = ClientMessage;
+    ev.xclient.window = l.window;
+    ev.xclient.message_type = l.atoms.netWmState;
+    ev.xclient.format = 32;
+    ev.xclient.data.l[0] = 1; // _NET_WM_STATE_ADD
+    ev.xclient.data.l[1] = static_cast<long>(l.atoms.netMaxVert);
+    ev.xclient.data.l[2] = static_cast<long>(l.atoms.netMaxHorz);
+    ev.xclient.data.l[3] = 1; // a normal application
+    XSendEvent(display, DefaultRootWindow(display), False, SubstructureRedirectMask | SubstructureNotifyMask, &ev);
+    XFlush(display);
+}
+
 } // namespace platform

@@ -62,5 +62,12 @@ bool virtualScreen(ScreenRect& out);
 bool isWindowMinimised();
 // _NET_WM_STATE_MAXIMIZED_VERT and _HORZ both set.
 bool isWindowMaximised();
+// The window manager's frame around the client area (_NET_FRAME_EXTENTS:
+// left, right, top, bottom); all 0 without a window manager or a frame.
+bool frameExtents(int& left, int& right, int& top, int& bottom);
+// Asks the window manager to maximise the window: the _NET_WM_STATE property
+// (read when the manager takes the window) and the request to the root window
+// (for a window it already manages). Nothing happens without a manager.
+void requestWindowMaximised();
 
 } // namespace platform

@@ -12,6 +12,7 @@ PACKAGES=(
   libjpeg-dev libtiff-dev libraw-dev libstb-dev
   libgtest-dev libgmock-dev libmypaint-dev
   xvfb xauth xdotool
+  openbox  # a real window manager for the end-to-end test of the window placement
   imagemagick libtiff-tools
   xclip
   zenity

@@ -11,6 +11,7 @@
 #include "canvas/ViewNavigation.h"
 #include "core/FileNames.h"
 #include "core/Globals.h"
+#include "core/Saving.h"
 #include "core/InputState.h"
 #include "core/MainLoop.h"
 #include "core/PaintingApplication.h"
@@ -299,7 +300,7 @@ void saveImage() {
     const std::string path = nextFreeName(chosen.path);
     const std::string shown = utf8ToLatin1(path);
     if (chosen.extension != ".kwf") {
-        saveFlatImage(path, shown);
+        saveFlatImage(path);
         return;
     }
     // The layered file holds the document: written here, at once.
@@ -315,18 +316,15 @@ void quickSave() {
     std::error_code ec;
     const fs::path folder = fs::current_path(ec);
     const std::string path = nextFreeName((folder / (platform::latin1ToUtf8(name) + ".png")).string());
-    saveFlatImage(path, utf8ToLatin1(path));
+    saveFlatImage(path);
 }
 
-bool saveFlatImage(const std::string& path, const std::string& shown) {
-    // Runs on the main thread for now; it moves to the saving thread, which
-    // reports in the same words. A flat image does not hold the document,
-    // so the count of unsaved changes stays.
-    std::vector<uint8_t> pixels = flatImagePixels(gCanvas, gLayers, flatImageKeepsAlpha(path));
-    const bool saved = !pixels.empty() && saveCanvasImage(path, std::move(pixels), gCanvas.width, gCanvas.height);
-    if (saved) gApp->showMessage("image saved\nat location: \"%s\"", shown.c_str());
-    else gApp->showMessage("unable to save image");
-    return saved;
+bool saveFlatImage(const std::string& path) {
+    // The saving thread writes the picture of this moment and reports
+    // ("image saved\nat location: ..." or "unable to save image") from the
+    // tick. A flat image does not hold the document, so the count of unsaved
+    // changes stays.
+    return saving::saveImageInBackground(path);
 }
 
 void exitFromKey() {

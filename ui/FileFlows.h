@@ -37,10 +37,10 @@ void offerRecoveryOnce();
 // A file dropped on the window at (x, y).
 void dropFile(const std::string& path, int x, int y);
 
-// The flat image of the picture into `path` (file-system bytes), with the
-// flow's message; `shown` is the path as the message shows it. For now this
-// runs on the main thread; it moves to the saving thread.
-bool saveFlatImage(const std::string& path, const std::string& shown);
+// The flat image of the picture into `path` (file-system bytes), written by
+// the saving thread; its message comes from the tick when the file is done.
+// False when the save could not start.
+bool saveFlatImage(const std::string& path);
 
 // The title from a path: its name and extension, Latin-1.
 void setTitleFromPath(const std::string& shownPath);

@@ -101,6 +101,7 @@ AppSession::AppSession() {
     workDir = mkdtemp(tmpl);
     configDir = workDir + "/config";
     fs::create_directories(configDir);
+    fs::create_directories(workDir + "/tmp");
     logPath = workDir + "/output.txt";
     display = XOpenDisplay(nullptr);
 }
@@ -123,6 +124,7 @@ bool AppSession::start(const std::vector<std::string>& args, int timeoutMs) {
         setenv("XDG_CONFIG_HOME", configDir.c_str(), 1);
         setenv("XDG_DATA_HOME", (workDir + "/data").c_str(), 1);
         setenv("HOME", workDir.c_str(), 1);
+        setenv("TMPDIR", (workDir + "/tmp").c_str(), 1);
         for (const auto& [name, value] : extraEnv) setenv(name.c_str(), value.c_str(), 1);
         int fd = open(logPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
         dup2(fd, 1);

@@ -60,7 +60,9 @@ public:
     std::string title();
     Window windowId() const { return window; }
     Display* xDisplay() const { return display; }
-    // Ends the process at once, as a crash would: nothing of it runs.
+    // The program's TMPDIR unless setEnv gives another (where its autosave goes).
+    std::string tempFolder() const { return workDir + "/tmp"; }
+    // Ends the program at once (SIGKILL), as a crash would: nothing of it runs.
     void killNow() { kill(); }
 
 private:
