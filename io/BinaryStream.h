@@ -11,11 +11,29 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <span>
 #include <string>
 #include <vector>
 
 namespace io {
+
+// The little-endian 32-bit number at p, for decode loops over a block
+// (BinaryReader::block). On a little-endian machine this is one load.
+inline uint32_t loadU32(const uint8_t* p) {
+    if constexpr (std::endian::native == std::endian::little) {
+        uint32_t v;
+        std::memcpy(&v, p, 4);
+        return v;
+    } else {
+        return static_cast<uint32_t>(p[0]) | static_cast<uint32_t>(p[1]) << 8 |
+               static_cast<uint32_t>(p[2]) << 16 | static_cast<uint32_t>(p[3]) << 24;
+    }
+}
+inline float loadF32(const uint8_t* p) {
+    static_assert(sizeof(float) == 4 && std::numeric_limits<float>::is_iec559, "stored floats are IEEE singles");
+    return std::bit_cast<float>(loadU32(p));
+}
 
 // Where a streaming BinaryWriter sends its bytes.
 class ByteSink {
@@ -130,9 +148,7 @@ public:
     bool u32(uint32_t& out) {
         out = 0;
         if (!need(4)) return false;
-        const uint8_t* p = data_.data() + pos_;
-        out = static_cast<uint32_t>(p[0]) | static_cast<uint32_t>(p[1]) << 8 |
-              static_cast<uint32_t>(p[2]) << 16 | static_cast<uint32_t>(p[3]) << 24;
+        out = loadU32(data_.data() + pos_);
         pos_ += 4;
         return true;
     }
@@ -149,6 +165,11 @@ public:
         return ok;
     }
     bool raw(std::span<uint8_t> out);
+    // The next n bytes, to decode in place: a view of the window when they
+    // fit in it (always, reading from memory), else read into scratch. Empty
+    // when fewer than n bytes are left (the reader is failed then). The view
+    // lasts until the next read.
+    std::span<const uint8_t> block(std::size_t n, std::vector<uint8_t>& scratch);
     // Reads n bytes as text; fails if n is negative or beyond the end.
     bool text(int32_t n, std::string& out);
     bool skip(std::size_t n);
