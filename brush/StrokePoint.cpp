@@ -163,3 +163,33 @@ bool readStrokePoints(io::BinaryReader& in, int32_t count, bool colorPoints, std
     }
     return true;
 }
+
+void writeStrokePoints(io::BinaryWriter& out, std::span<const BrushStrokePoint> points, bool colorPoints,
+                       brush::Rgb strokeColor) {
+    const PointLayout l = pointLayout(kPointTwoFactorsSinceFormat, colorPoints);
+    constexpr std::size_t kChunkPoints = 256;
+    uint8_t chunk[kChunkPoints * 32];
+    static_assert(sizeof(chunk) >= kChunkPoints * 32, "a colour record is 32 bytes");
+    std::size_t i = 0;
+    while (i < points.size()) {
+        const std::size_t n = std::min(kChunkPoints, points.size() - i);
+        uint8_t* d = chunk;
+        for (std::size_t k = 0; k < n; ++k, d += l.bytes) {
+            const BrushStrokePoint& p = points[i + k];
+            io::storeF32(d, p.x);
+            io::storeF32(d + 4, p.y);
+            io::storeF32(d + 8, p.sizeFactor);
+            io::storeF32(d + 12, p.flowFactor);
+            io::storeF32(d + 16, p.angle);
+            if (colorPoints) {
+                io::storeF32(d + 20, p.colored ? p.r : strokeColor.r);
+                io::storeF32(d + 24, p.colored ? p.g : strokeColor.g);
+                io::storeF32(d + 28, p.colored ? p.b : strokeColor.b);
+            } else {
+                d[20] = p.mirrored ? 1 : 0;
+            }
+        }
+        out.raw(std::span<const uint8_t>(chunk, n * l.bytes));
+        i += n;
+    }
+}

@@ -85,4 +85,10 @@ static_assert(sizeof(BrushStrokeColorPoint) == sizeof(BrushStrokePoint),
 // reader before anything is allocated; so does a value that is not a
 // number. Factors beyond kMaxPointFactor are clamped. On failure out is
 // left as it was.
+// Writes the records of points in the current layout, as their own write()
+// would one by one, encoded in blocks: colour records when colorPoints (a
+// point without a colour of its own stores strokeColor), else plain ones.
+void writeStrokePoints(io::BinaryWriter& out, std::span<const BrushStrokePoint> points, bool colorPoints,
+                       brush::Rgb strokeColor);
+
 bool readStrokePoints(io::BinaryReader& in, int32_t count, bool colorPoints, std::vector<BrushStrokePoint>& out);

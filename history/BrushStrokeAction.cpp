@@ -65,15 +65,8 @@ void BrushStrokeAction::write(io::BinaryWriter& out) const {
     out.f32(color_.g);
     out.f32(color_.b);
     out.i32(static_cast<int32_t>(points_.size()));
-    const bool colorPoints = brush_.hasFlag(kBrushFlagColorDynamics);
-    for (const BrushStrokePoint& p : points_) {
-        if (colorPoints == p.hasColor())
-            p.write(out);
-        else if (colorPoints)
-            p.withColor(color_).write(out);  // every point of a colour stroke is stored with a colour
-        else
-            p.plain().write(out);
-    }
+    // Every point of a colour stroke is stored with a colour.
+    writeStrokePoints(out, points_, brush_.hasFlag(kBrushFlagColorDynamics), color_);
 }
 
 void BrushStrokeAction::fixOldPoints(int32_t formatIndex) {

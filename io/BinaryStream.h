@@ -30,6 +30,18 @@ inline uint32_t loadU32(const uint8_t* p) {
                static_cast<uint32_t>(p[2]) << 16 | static_cast<uint32_t>(p[3]) << 24;
     }
 }
+// Stores v at p as little-endian bytes, for encode loops into a block.
+inline void storeU32(uint8_t* p, uint32_t v) {
+    if constexpr (std::endian::native == std::endian::little) {
+        std::memcpy(p, &v, 4);
+    } else {
+        p[0] = static_cast<uint8_t>(v);
+        p[1] = static_cast<uint8_t>(v >> 8);
+        p[2] = static_cast<uint8_t>(v >> 16);
+        p[3] = static_cast<uint8_t>(v >> 24);
+    }
+}
+inline void storeF32(uint8_t* p, float v) { storeU32(p, std::bit_cast<uint32_t>(v)); }
 inline float loadF32(const uint8_t* p) {
     static_assert(sizeof(float) == 4 && std::numeric_limits<float>::is_iec559, "stored floats are IEEE singles");
     return std::bit_cast<float>(loadU32(p));
@@ -68,8 +80,8 @@ public:
     }
     void boolean(bool v) { u8(v ? 1 : 0); }
     void u32(uint32_t v) {
-        const uint8_t b[4] = {static_cast<uint8_t>(v), static_cast<uint8_t>(v >> 8),
-                              static_cast<uint8_t>(v >> 16), static_cast<uint8_t>(v >> 24)};
+        uint8_t b[4];
+        storeU32(b, v);
         put(b, 4);
     }
     void i32(int32_t v) { u32(static_cast<uint32_t>(v)); }

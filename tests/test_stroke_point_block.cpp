@@ -1,4 +1,4 @@
-// A stroke's point block read in one piece: records built byte by byte in
+// A stroke's point block read and written in one piece: records built byte by byte in
 // every stored layout decode to the same values, from memory and through a
 // streaming reader whose window is smaller than the block, and damaged
 // blocks (cut short, absurd counts, values that are not numbers) are
@@ -273,4 +273,35 @@ TEST(StrokePointBlock, ReaderBlockViewsAndCopies) {
     uint8_t next = 0;
     ASSERT_TRUE(stream.u8(next));
     EXPECT_EQ(next, bytes[125]);
+}
+
+// The block writer against records built field by field: a colour stroke
+// stores every point with a colour (the stroke's own for a point without
+// one), a plain stroke stores the mirrored byte and no colour.
+TEST(StrokePointBlock, WriterEncodesEveryRecordInTheCurrentLayout) {
+    std::vector<BrushStrokePoint> points;
+    for (int i = 0; i < 600; ++i) {  // more than one encoding chunk
+        const Expected e = expectedPoint(i);
+        BrushStrokePoint p({e.x, e.y}, e.size, e.flow, e.mirrored, e.angle);
+        points.push_back(i % 2 == 0 ? p.withColor({e.r, e.g, e.b}) : p);
+    }
+    const brush::Rgb strokeColor{0.25f, 0.5f, 0.75f};
+    for (bool colour : {false, true}) {
+        std::vector<uint8_t> expected;
+        for (int i = 0; i < 600; ++i) {
+            const Expected e = expectedPoint(i);
+            for (float f : {e.x, e.y, e.size, e.flow, e.angle}) putF32(expected, f);
+            if (!colour) expected.push_back(e.mirrored ? 1 : 0);
+            else if (i % 2 == 0) for (float f : {e.r, e.g, e.b}) putF32(expected, f);
+            else for (float f : {strokeColor.r, strokeColor.g, strokeColor.b}) putF32(expected, f);
+        }
+        io::BinaryWriter out;
+        writeStrokePoints(out, points, colour, strokeColor);
+        EXPECT_EQ(out.bytes(), expected) << (colour ? "colour" : "plain");
+        // And one by one, each point's own write gives the same bytes.
+        io::BinaryWriter single;
+        for (const BrushStrokePoint& p : points)
+            (colour ? (p.hasColor() ? p : p.withColor(strokeColor)) : p.plain()).write(single);
+        EXPECT_EQ(single.bytes(), expected) << (colour ? "colour" : "plain");
+    }
 }
