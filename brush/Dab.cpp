@@ -58,8 +58,8 @@ CompositeProgram chooseCompositeProgram(const Brush& brush) {
     return CompositeProgram::StrokeOver;
 }
 
-std::span<const BrushStrokePoint* const> replayedPoints(
-    const Brush& brush, std::span<const BrushStrokePoint* const> points) {
+std::span<const BrushStrokePoint> replayedPoints(const Brush& brush,
+                                                std::span<const BrushStrokePoint> points) {
     if (!brush.isTextured() || points.size() <= 1) return points;
     return points.subspan(1);
 }

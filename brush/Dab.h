@@ -64,7 +64,7 @@ CompositeProgram chooseCompositeProgram(const Brush& brush);
 
 // The points a replay stamps: all for a round brush; for a textured one the
 // single point, or all from the second on (the first has no direction).
-std::span<const BrushStrokePoint* const> replayedPoints(
-    const Brush& brush, std::span<const BrushStrokePoint* const> points);
+std::span<const BrushStrokePoint> replayedPoints(const Brush& brush,
+                                                std::span<const BrushStrokePoint> points);
 
 } // namespace brush

@@ -48,7 +48,7 @@ PointJitter drawPointJitter(const Brush& brush, float pressure, const Hsv& curre
 }
 
 void mirrorCopies(const BrushStrokePoint& source, const MirrorSettings& mirror,
-                  std::vector<std::unique_ptr<BrushStrokePoint>>& out) {
+                  std::vector<BrushStrokePoint>& out) {
     const float dx = source.x - mirror.origin.x;
     const float dy = source.y - mirror.origin.y;
     if (dx == 0.0f && dy == 0.0f) return;  // no angle: no point at all
@@ -58,41 +58,37 @@ void mirrorCopies(const BrushStrokePoint& source, const MirrorSettings& mirror,
     const double stepDegrees = stepAngle * math::kDegreesPerRadianExact;
     const float a0 = std::atan2(dy, dx);
     for (int32_t k = 1; k <= n; ++k) {
-        auto p = source.clone();
+        BrushStrokePoint p = source;
         const float a = a0 + static_cast<float>(k) * stepAngle;
-        p->x = mirror.origin.x + radius * std::cos(a);
-        p->y = mirror.origin.y + radius * std::sin(a);
-        p->angle = static_cast<float>(source.angle + k * stepDegrees);
-        p->mirrored = false;
-        out.push_back(std::move(p));
+        p.x = mirror.origin.x + radius * std::cos(a);
+        p.y = mirror.origin.y + radius * std::sin(a);
+        p.angle = static_cast<float>(source.angle + k * stepDegrees);
+        p.mirrored = false;
+        out.push_back(p);
     }
     if (!mirror.mirrored) return;
     for (int32_t k = 0; k < n; ++k) {
-        auto p = source.clone();
+        BrushStrokePoint p = source;
         const float a = a0 + static_cast<float>(k) * stepAngle;
-        p->x = mirror.origin.x - radius * std::cos(a);
-        p->y = mirror.origin.y + radius * std::sin(a);
-        p->angle = static_cast<float>(-(source.angle + k * stepDegrees));
-        p->mirrored = true;
-        out.push_back(std::move(p));
+        p.x = mirror.origin.x - radius * std::cos(a);
+        p.y = mirror.origin.y + radius * std::sin(a);
+        p.angle = static_cast<float>(-(source.angle + k * stepDegrees));
+        p.mirrored = true;
+        out.push_back(p);
     }
 }
 
 void makeStrokePoints(const Brush& brush, math::Vec2 position, float pressure, float angle,
                       const PointEnvironment& env,
-                      std::vector<std::unique_ptr<BrushStrokePoint>>& out) {
+                      std::vector<BrushStrokePoint>& out) {
     const PointJitter j = drawPointJitter(brush, pressure, env.colorHsv);
     BrushStrokePoint plain(position, j.sizeFactor, j.flowFactor, false, angle);
-    std::unique_ptr<BrushStrokePoint> point;
-    if (j.hasColor)
-        point = std::make_unique<BrushStrokeColorPoint>(plain, j.color);
-    else
-        point = std::make_unique<BrushStrokePoint>(plain);
+    const BrushStrokePoint point = j.hasColor ? plain.withColor(j.color) : plain;
     if (env.mirror.active) {
-        mirrorCopies(*point, env.mirror, out);  // the copies replace the point
+        mirrorCopies(point, env.mirror, out);  // the copies replace the point
         return;
     }
-    out.push_back(std::move(point));
+    out.push_back(point);
 }
 
 } // namespace brush

@@ -44,10 +44,10 @@ PointJitter drawPointJitter(const Brush& brush, float pressure, const Hsv& curre
 // rotated ones, then the reflected ones; none on the mirror's centre).
 void makeStrokePoints(const Brush& brush, math::Vec2 position, float pressure, float angle,
                       const PointEnvironment& env,
-                      std::vector<std::unique_ptr<BrushStrokePoint>>& out);
+                      std::vector<BrushStrokePoint>& out);
 
 // The copies alone, for a point already jittered.
 void mirrorCopies(const BrushStrokePoint& source, const MirrorSettings& mirror,
-                  std::vector<std::unique_ptr<BrushStrokePoint>>& out);
+                  std::vector<BrushStrokePoint>& out);
 
 } // namespace brush

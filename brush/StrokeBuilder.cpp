@@ -107,7 +107,7 @@ void StrokeBuilder::endStroke(const StrokeInput& in) {
     if (!currentAction_) return;
     if (brush_.isTextured() && currentAction_->pointCount() == 1) {
         // Twice in the list, so the flush that skips the first dab draws one.
-        pendingDabs_.push_back(&currentAction_->point(0));
+        pendingDabs_.push_back(currentAction_->point(0));
     } else if (openSegments_ == 1) {
         // Close the open curve towards sampleBefore's direction mirrored
         // about the last one.
@@ -198,7 +198,7 @@ std::vector<Dab> StrokeBuilder::takeDabsToFlush() {
     if (textured && firstDabPending_) first = 1;  // no direction yet
     const TipFactors tip = textured ? tipFactors(brush_.tipIndex) : TipFactors{};
     for (std::size_t i = first; i < pendingDabs_.size(); ++i)
-        dabs.push_back(makeDab(*pendingDabs_[i], brush_, tip));
+        dabs.push_back(makeDab(pendingDabs_[i], brush_, tip));
     pendingDabs_.clear();
     firstDabPending_ = false;
     strokeDirty_ = true;

@@ -20,10 +20,10 @@
 #include "brush/Dab.h"
 #include "brush/PointMaker.h"
 #include "brush/StrokeGeometry.h"
+#include "brush/StrokePoint.h"
 #include "core/Math.h"
 
 class BrushStrokeAction;
-class BrushStrokePoint;
 
 namespace brush {
 
@@ -82,7 +82,7 @@ public:
     const StrokeSample& lastSample() const { return lastSample_; }
     const StrokeSample& sampleBefore() const { return sampleBefore_; }
     int32_t openSegments() const { return openSegments_; }
-    const std::vector<const BrushStrokePoint*>& pendingDabs() const { return pendingDabs_; }
+    const std::vector<BrushStrokePoint>& pendingDabs() const { return pendingDabs_; }
 
 private:
     TipFactors tipFactors(int32_t tipIndex) const;
@@ -100,7 +100,7 @@ private:
     BrushStrokeAction* currentAction_ = nullptr;  // owned by the history
     Brush brush_;  // the brush of the current or last stroke
     Rgb color_;    // and its colour
-    std::vector<const BrushStrokePoint*> pendingDabs_;  // points of the history's actions
+    std::vector<BrushStrokePoint> pendingDabs_;  // copies of points not drawn yet
     bool firstDabPending_ = false;
     bool strokeEnded_ = false;
     bool strokeDirty_ = false;

@@ -188,7 +188,18 @@ void Canvas::clearBufferRegion(Framebuffer& buffer, PixelRegion& used, float dep
         clearSurface(buffer, 0, 0, 0, 0, depth);
         return;
     }
-    // A clear is a fill of memory; cut by the scissor, rectangle by rectangle.
+    if (GLEW_ARB_clear_texture && buffer.textureId != 0) {
+        // A clear is a fill of memory: the colour texture is filled directly,
+        // rectangle by rectangle. A scissored clear is drawn instead, pixel
+        // by pixel, which made it the largest part of an undo on a software
+        // renderer. The depth buffer is never tested, so it is left alone.
+        static constexpr uint8_t kTransparent[4] = {0, 0, 0, 0};
+        for (const PixelRect& r : region.rects())
+            glClearTexSubImage(buffer.textureId, 0, r.x, r.y, 0, r.width, r.height, 1, GL_RGBA, GL_UNSIGNED_BYTE,
+                               kTransparent);
+        return;
+    }
+    // Without direct fills: the clear cut by the scissor, rectangle by rectangle.
     buffer.bind(GL_DRAW_FRAMEBUFFER);
     glPushAttrib(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT | GL_SCISSOR_BIT | GL_ENABLE_BIT);
     glClearColor(0, 0, 0, 0);

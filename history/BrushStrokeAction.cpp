@@ -19,34 +19,30 @@ constexpr std::size_t kOldPointBytes = 28;
 void setDabSink(DabSink* sink) { gDabSink = sink; }
 DabSink* dabSink() { return gDabSink; }
 
-const BrushStrokePoint* BrushStrokeAction::appendPoint(std::unique_ptr<BrushStrokePoint> point) {
-    points_.push_back(std::move(point));
-    return points_.back().get();
+std::size_t BrushStrokeAction::appendPoint(const BrushStrokePoint& point) {
+    points_.push_back(point);
+    return points_.size() - 1;
 }
 
 void BrushStrokeAction::addPoint(math::Vec2 position, float pressure, float angle,
-                                 const brush::PointEnvironment& env,
-                                 std::vector<const BrushStrokePoint*>* pending) {
-    std::vector<std::unique_ptr<BrushStrokePoint>> made;
-    brush::makeStrokePoints(brush_, position, pressure, angle, env, made);
-    for (auto& p : made) {
-        const BrushStrokePoint* kept = appendPoint(std::move(p));
-        if (pending) pending->push_back(kept);
-    }
+                                 const brush::PointEnvironment& env, std::vector<BrushStrokePoint>* pending) {
+    const std::size_t first = points_.size();
+    brush::makeStrokePoints(brush_, position, pressure, angle, env, points_);
+    if (pending) pending->insert(pending->end(), points_.begin() + static_cast<std::ptrdiff_t>(first), points_.end());
 }
 
 std::vector<const BrushStrokePoint*> BrushStrokeAction::pointList() const {
     std::vector<const BrushStrokePoint*> list;
     list.reserve(points_.size());
-    for (const auto& p : points_) list.push_back(p.get());
+    for (const BrushStrokePoint& p : points_) list.push_back(&p);
     return list;
 }
 
 std::vector<brush::Dab> BrushStrokeAction::replayDabs(brush::TipFactors tip) const {
-    const std::vector<const BrushStrokePoint*> all = pointList();
+    const std::span<const BrushStrokePoint> replayed = brush::replayedPoints(brush_, points_);
     std::vector<brush::Dab> dabs;
-    for (const BrushStrokePoint* p : brush::replayedPoints(brush_, all))
-        dabs.push_back(brush::makeDab(*p, brush_, tip));
+    dabs.reserve(replayed.size());
+    for (const BrushStrokePoint& p : replayed) dabs.push_back(brush::makeDab(p, brush_, tip));
     return dabs;
 }
 
@@ -57,7 +53,7 @@ bool BrushStrokeAction::execute() {
         std::fprintf(stderr, "BrushStrokeAction: no dab sink installed, stroke not drawn.\n");
         return false;
     }
-    sink->prepareStroke(brush_, {points_.front()->x, points_.front()->y});
+    sink->prepareStroke(brush_, {points_.front().x, points_.front().y});
     const std::vector<brush::Dab> dabs = replayDabs(sink->tipFactors(brush_.tipIndex));
     sink->renderDabs(brush_, dabs);
     return sink->compositeStroke(brush_, color_);
@@ -69,35 +65,8 @@ void BrushStrokeAction::write(io::BinaryWriter& out) const {
     out.f32(color_.g);
     out.f32(color_.b);
     out.i32(static_cast<int32_t>(points_.size()));
-    const bool colorPoints = brush_.hasFlag(kBrushFlagColorDynamics);
-    for (const auto& p : points_) {
-        if (colorPoints && !p->hasColor()) {
-            // Every point of a colour stroke is stored with a colour.
-            BrushStrokeColorPoint(*p, color_).write(out);
-        } else if (!colorPoints && p->hasColor()) {
-            BrushStrokePoint(*p).write(out);
-        } else {
-            p->write(out);
-        }
-    }
-}
-
-void BrushStrokeAction::readPoints(int32_t count, io::BinaryReader& in) {
-    const bool colorPoints =
-        brush_.hasFlag(kBrushFlagColorDynamics) && in.formatIndex >= kPointAngleSinceFormat;
-    const std::size_t bytes = colorPoints ? BrushStrokeColorPoint::storedSize(in.formatIndex)
-                                          : BrushStrokePoint::storedSize(in.formatIndex);
-    if (!in.checkCount(count, bytes)) return;
-    points_.reserve(static_cast<std::size_t>(count));
-    for (int32_t i = 0; i < count && !in.failed(); ++i) {
-        std::unique_ptr<BrushStrokePoint> p;
-        if (colorPoints)
-            p = std::make_unique<BrushStrokeColorPoint>();
-        else
-            p = std::make_unique<BrushStrokePoint>();
-        p->read(in);
-        points_.push_back(std::move(p));
-    }
+    // Every point of a colour stroke is stored with a colour.
+    writeStrokePoints(out, points_, brush_.hasFlag(kBrushFlagColorDynamics), color_);
 }
 
 void BrushStrokeAction::fixOldPoints(int32_t formatIndex) {
@@ -106,19 +75,19 @@ void BrushStrokeAction::fixOldPoints(int32_t formatIndex) {
         for (std::size_t i = 0; i < points_.size(); ++i) {
             float a = 0.0f;
             if (i > 0) {
-                const float dx = points_[i]->x - points_[i - 1]->x;
-                const float dy = points_[i]->y - points_[i - 1]->y;
+                const float dx = points_[i].x - points_[i - 1].x;
+                const float dy = points_[i].y - points_[i - 1].y;
                 if (dx != 0.0f || dy != 0.0f)
                     a = static_cast<float>(std::atan2(dy, dx) * math::kDegreesPerRadianExact);
             }
-            points_[i]->angle = a;
+            points_[i].angle = a;
         }
     }
     if (formatIndex < kPointTwoFactorsSinceFormat) {
         // The stored value was the raw pressure.
-        for (auto& p : points_) {
-            if (!brush_.SizeFollowsPressure) p->sizeFactor = 1.0f;
-            if (!brush_.FlowFollowsPressure) p->flowFactor = 1.0f;
+        for (BrushStrokePoint& p : points_) {
+            if (!brush_.SizeFollowsPressure) p.sizeFactor = 1.0f;
+            if (!brush_.FlowFollowsPressure) p.flowFactor = 1.0f;
         }
     }
 }
@@ -133,8 +102,9 @@ bool BrushStrokeAction::read(const TipMap& tipMap, io::BinaryReader& in) {
     int32_t count = 0;
     in.i32(count);
     if (in.failed()) return false;
-    readPoints(count, in);
-    if (in.failed()) {
+    const bool colorPoints =
+        brush_.hasFlag(kBrushFlagColorDynamics) && in.formatIndex >= kPointAngleSinceFormat;
+    if (!readStrokePoints(in, count, colorPoints, points_)) {
         points_.clear();
         return false;
     }
@@ -169,9 +139,8 @@ std::unique_ptr<BrushStrokeAction> readOldStroke(io::BinaryReader& in, Brush& cu
         }
         pressure = std::clamp(pressure, 0.0f, kMaxPointFactor);
         if (!action) action = std::make_unique<BrushStrokeAction>(currentBrush, c);
-        action->appendPoint(std::make_unique<BrushStrokePoint>(
-            math::Vec2{x, y}, currentBrush.SizeFollowsPressure ? pressure : 1.0f,
-            currentBrush.FlowFollowsPressure ? pressure : 1.0f, false, 0.0f));
+        action->appendPoint(BrushStrokePoint(math::Vec2{x, y}, currentBrush.SizeFollowsPressure ? pressure : 1.0f,
+                                             currentBrush.FlowFollowsPressure ? pressure : 1.0f, false, 0.0f));
     }
     return action;
 }

@@ -56,28 +56,30 @@ public:
     virtual bool read(const TipMap& tipMap, io::BinaryReader& in);
 
     // Makes the point, or with the mirror on all its copies, drawing the
-    // jitter from kwRand; appends them here and, when given, to pending.
+    // jitter from kwRand; appends them here and, when given, copies of them
+    // to pending.
     void addPoint(math::Vec2 position, float pressure, float angle, const brush::PointEnvironment& env,
-                  std::vector<const BrushStrokePoint*>* pending);
-    // Takes ownership; the returned pointer stays valid as long as the action.
-    const BrushStrokePoint* appendPoint(std::unique_ptr<BrushStrokePoint> point);
+                  std::vector<BrushStrokePoint>* pending);
+    // Appends a copy; returns its index.
+    std::size_t appendPoint(const BrushStrokePoint& point);
+    template <class P> std::size_t appendPoint(std::unique_ptr<P> point) { return appendPoint(*point); }
 
     const Brush& brush() const { return brush_; }
     brush::Rgb color() const { return color_; }
     std::size_t pointCount() const { return points_.size(); }
-    const BrushStrokePoint& point(std::size_t i) const { return *points_[i]; }
+    const BrushStrokePoint& point(std::size_t i) const { return points_[i]; }
+    std::span<const BrushStrokePoint> points() const { return points_; }
     std::vector<const BrushStrokePoint*> pointList() const;
 
     // The dabs a replay stamps, in order (no randomness).
     std::vector<brush::Dab> replayDabs(brush::TipFactors tip) const;
 
 private:
-    void readPoints(int32_t count, io::BinaryReader& in);
     void fixOldPoints(int32_t formatIndex);
 
     Brush brush_;
     brush::Rgb color_;
-    std::vector<std::unique_ptr<BrushStrokePoint>> points_;
+    std::vector<BrushStrokePoint> points_;  // by value, in one block
 };
 
 // The oldest stroke record (type code 0). From format index 2 it starts with

@@ -133,6 +133,24 @@ bool BinaryReader::raw(std::span<uint8_t> out) {
     return true;
 }
 
+std::span<const uint8_t> BinaryReader::block(std::size_t n, std::vector<uint8_t>& scratch) {
+    if (n == 0 || failed_) return {};
+    if (n > remaining()) {
+        need(n); // fails with the reason
+        return {};
+    }
+    if (!source_ || n <= buffer_.size()) {
+        if (!need(n)) return {};
+        const std::span<const uint8_t> view = data_.subspan(pos_, n);
+        pos_ += n;
+        return view;
+    }
+    // Larger than the window: straight from the source into scratch.
+    scratch.resize(n);
+    if (!raw(scratch)) return {};
+    return scratch;
+}
+
 bool BinaryReader::text(int32_t n, std::string& out) {
     out.clear();
     if (n < 0) {

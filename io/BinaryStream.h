@@ -11,11 +11,41 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <span>
 #include <string>
 #include <vector>
 
 namespace io {
+
+// The little-endian 32-bit number at p, for decode loops over a block
+// (BinaryReader::block). On a little-endian machine this is one load.
+inline uint32_t loadU32(const uint8_t* p) {
+    if constexpr (std::endian::native == std::endian::little) {
+        uint32_t v;
+        std::memcpy(&v, p, 4);
+        return v;
+    } else {
+        return static_cast<uint32_t>(p[0]) | static_cast<uint32_t>(p[1]) << 8 |
+               static_cast<uint32_t>(p[2]) << 16 | static_cast<uint32_t>(p[3]) << 24;
+    }
+}
+// Stores v at p as little-endian bytes, for encode loops into a block.
+inline void storeU32(uint8_t* p, uint32_t v) {
+    if constexpr (std::endian::native == std::endian::little) {
+        std::memcpy(p, &v, 4);
+    } else {
+        p[0] = static_cast<uint8_t>(v);
+        p[1] = static_cast<uint8_t>(v >> 8);
+        p[2] = static_cast<uint8_t>(v >> 16);
+        p[3] = static_cast<uint8_t>(v >> 24);
+    }
+}
+inline void storeF32(uint8_t* p, float v) { storeU32(p, std::bit_cast<uint32_t>(v)); }
+inline float loadF32(const uint8_t* p) {
+    static_assert(sizeof(float) == 4 && std::numeric_limits<float>::is_iec559, "stored floats are IEEE singles");
+    return std::bit_cast<float>(loadU32(p));
+}
 
 // Where a streaming BinaryWriter sends its bytes.
 class ByteSink {
@@ -50,8 +80,8 @@ public:
     }
     void boolean(bool v) { u8(v ? 1 : 0); }
     void u32(uint32_t v) {
-        const uint8_t b[4] = {static_cast<uint8_t>(v), static_cast<uint8_t>(v >> 8),
-                              static_cast<uint8_t>(v >> 16), static_cast<uint8_t>(v >> 24)};
+        uint8_t b[4];
+        storeU32(b, v);
         put(b, 4);
     }
     void i32(int32_t v) { u32(static_cast<uint32_t>(v)); }
@@ -130,9 +160,7 @@ public:
     bool u32(uint32_t& out) {
         out = 0;
         if (!need(4)) return false;
-        const uint8_t* p = data_.data() + pos_;
-        out = static_cast<uint32_t>(p[0]) | static_cast<uint32_t>(p[1]) << 8 |
-              static_cast<uint32_t>(p[2]) << 16 | static_cast<uint32_t>(p[3]) << 24;
+        out = loadU32(data_.data() + pos_);
         pos_ += 4;
         return true;
     }
@@ -149,6 +177,11 @@ public:
         return ok;
     }
     bool raw(std::span<uint8_t> out);
+    // The next n bytes, to decode in place: a view of the window when they
+    // fit in it (always, reading from memory), else read into scratch. Empty
+    // when fewer than n bytes are left (the reader is failed then). The view
+    // lasts until the next read.
+    std::span<const uint8_t> block(std::size_t n, std::vector<uint8_t>& scratch);
     // Reads n bytes as text; fails if n is negative or beyond the end.
     bool text(int32_t n, std::string& out);
     bool skip(std::size_t n);

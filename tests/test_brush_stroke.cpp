@@ -393,17 +393,17 @@ TEST(StrokeMirror, CopiesRotateAndReflect) {
     m.origin = {0, 0};
     m.repetitions = 1;
     m.mirrored = true;
-    std::vector<std::unique_ptr<BrushStrokePoint>> out;
+    std::vector<BrushStrokePoint> out;
     brush::makeStrokePoints(Brush{}, {3, 4}, 1.0f, 10.0f, {{}, m}, out);
     ASSERT_EQ(out.size(), 2u);
-    EXPECT_NEAR(out[0]->x, 3.0f, 1e-4);
-    EXPECT_NEAR(out[0]->y, 4.0f, 1e-4);
-    EXPECT_NEAR(out[0]->angle, 370.0f, 1e-3);
-    EXPECT_FALSE(out[0]->mirrored);
-    EXPECT_NEAR(out[1]->x, -3.0f, 1e-5);
-    EXPECT_NEAR(out[1]->y, 4.0f, 1e-5);
-    EXPECT_FLOAT_EQ(out[1]->angle, -10.0f);
-    EXPECT_TRUE(out[1]->mirrored);
+    EXPECT_NEAR(out[0].x, 3.0f, 1e-4);
+    EXPECT_NEAR(out[0].y, 4.0f, 1e-4);
+    EXPECT_NEAR(out[0].angle, 370.0f, 1e-3);
+    EXPECT_FALSE(out[0].mirrored);
+    EXPECT_NEAR(out[1].x, -3.0f, 1e-5);
+    EXPECT_NEAR(out[1].y, 4.0f, 1e-5);
+    EXPECT_FLOAT_EQ(out[1].angle, -10.0f);
+    EXPECT_TRUE(out[1].mirrored);
 
     out.clear();
     brush::makeStrokePoints(Brush{}, {0, 0}, 1.0f, 0.0f, {{}, m}, out);
@@ -416,9 +416,9 @@ TEST(StrokeMirror, CopiesRotateAndReflect) {
     ASSERT_EQ(out.size(), 4u);
     const Vec2 expected[] = {{0, 1}, {-1, 0}, {0, -1}, {1, 0}};
     for (int k = 0; k < 4; ++k) {
-        EXPECT_NEAR(out[k]->x, expected[k].x, 1e-5) << k;
-        EXPECT_NEAR(out[k]->y, expected[k].y, 1e-5) << k;
-        EXPECT_NEAR(out[k]->angle, 90.0f * (k + 1), 1e-3) << k;
+        EXPECT_NEAR(out[k].x, expected[k].x, 1e-5) << k;
+        EXPECT_NEAR(out[k].y, expected[k].y, 1e-5) << k;
+        EXPECT_NEAR(out[k].angle, 90.0f * (k + 1), 1e-3) << k;
     }
 }
 
@@ -492,4 +492,34 @@ TEST(StrokeLife, HoldAfterAFastMoveLeavesNoGap) {
     // a piece (up to about 2.5 steps here); the lost piece was 40 px wide.
     EXPECT_LE(widest, 6.0f);
     EXPECT_GE(got.back().x, 150.0f);
+}
+
+// Points recorded between two frames wait in the pending list while the
+// stroke's own list keeps growing: the frame must stamp exactly the stored
+// points, whatever the growth did to the stroke's storage.
+TEST(StrokePending, FlushedDabsAreTheStoredPointsAfterGrowth) {
+    Brush b = roundBrush(6, 0.1f);
+    b.size_jitter = 50;
+    b.setFlag(kBrushFlagColorDynamics, true);
+    StrokeInput in;
+    in.color = {0.3f, 0.6f, 0.9f};
+    in.colorHsv = brush::rgbToHsv(in.color);
+    kwSrand(5);
+    StrokeBuilder sb;
+    auto action = sb.beginStroke({10, 10}, b, in);
+    ASSERT_TRUE(action);
+    std::vector<brush::Dab> live = sb.takeDabsToFlush();
+    for (int i = 1; i <= 400; ++i) sb.continueStroke({10.0f + 3.0f * i, 10.0f + 40.0f * std::sin(i * 0.05f)}, in);
+    ASSERT_GT(action->pointCount(), 1000u);
+    ASSERT_EQ(sb.pendingDabs().size() + live.size(), action->pointCount());
+    const std::vector<brush::Dab> rest = sb.takeDabsToFlush();
+    live.insert(live.end(), rest.begin(), rest.end());
+    const std::vector<brush::Dab> replay = action->replayDabs({});
+    ASSERT_EQ(live.size(), replay.size());
+    for (std::size_t i = 0; i < live.size(); ++i) {
+        EXPECT_EQ(live[i].center, replay[i].center) << i;
+        EXPECT_EQ(live[i].radius, replay[i].radius) << i;
+        EXPECT_EQ(live[i].color, replay[i].color) << i;
+        if (HasFailure()) return;
+    }
 }
