@@ -8,30 +8,12 @@
 #include <cstdio>
 
 std::vector<uint8_t> readTexture(GLuint textureId, int32_t width, int32_t height) {
-    if (width <= 0 || height <= 0 || textureId == 0) {
+    if (width <= 0 || height <= 0) {
         std::fprintf(stderr, "readTexture: nothing to read (texture %u, %d x %d)\n", textureId, width, height);
         return {};
     }
-    GLint previous = 0;
-    glGetIntegerv(GL_TEXTURE_BINDING_2D, &previous);
-    glBindTexture(GL_TEXTURE_2D, textureId);
-    GLint realWidth = 0, realHeight = 0;
-    glGetTexLevelParameteriv(GL_TEXTURE_2D, 0, GL_TEXTURE_WIDTH, &realWidth);
-    glGetTexLevelParameteriv(GL_TEXTURE_2D, 0, GL_TEXTURE_HEIGHT, &realHeight);
-    std::vector<uint8_t> pixels;
-    // glGetTexImage writes the whole level: a wrong size would overrun the block.
-    if (realWidth != width || realHeight != height) {
-        std::fprintf(stderr, "readTexture: texture %u is %d x %d, not %d x %d\n", textureId, realWidth,
-                     realHeight, width, height);
-    } else {
-        pixels.resize(static_cast<size_t>(width) * static_cast<size_t>(height) * 4);
-        glPushClientAttrib(GL_CLIENT_PIXEL_STORE_BIT);
-        glPixelStorei(GL_PACK_ALIGNMENT, 4);
-        glPixelStorei(GL_PACK_ROW_LENGTH, 0);
-        glGetTexImage(GL_TEXTURE_2D, 0, GL_RGBA, GL_UNSIGNED_BYTE, pixels.data());
-        glPopClientAttrib();
-    }
-    glBindTexture(GL_TEXTURE_2D, static_cast<GLuint>(previous));
+    std::vector<uint8_t> pixels(static_cast<size_t>(width) * static_cast<size_t>(height) * 4);
+    if (!readTextureInto(textureId, width, height, GL_RGBA, pixels.data(), pixels.size())) return {};
     return pixels;
 }
 

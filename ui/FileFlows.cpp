@@ -137,12 +137,7 @@ public:
         transparent->label = "Transparent background";
         add(transparent);
         for (auto* e : {widthEdit.get(), heightEdit.get()}) e->onEnter = [d] { d->tryAccept(); };
-        auto cancelButton = std::make_shared<ButtonWidget>(0, 0, 110, 30, "Cancel", 0, [d](Widget*) { d->cancel(); });
-        auto okButton = std::make_shared<ButtonWidget>(-120, 0, 110, 30, "OK", 0, [d](Widget*) { d->tryAccept(); });
-        for (const auto& b : {cancelButton, okButton}) {
-            b->hAlign = HAlign::Right;
-            add(b);
-        }
+        addCancelAndAccept(*this, "OK", [d] { d->tryAccept(); });
         widthEdit->setFocused(true);
     }
 

@@ -81,12 +81,7 @@ public:
         for (const auto& f : request.filters) filters->addItem(filterLabel(f));
         filters->selected = request.filters.empty() ? -1 : 0;
         add(filters);
-        auto cancelButton = std::make_shared<ButtonWidget>(0, 0, 110, 30, "Cancel", 0, [d](Widget*) { d->cancel(); });
-        auto okButton = std::make_shared<ButtonWidget>(-120, 0, 110, 30, "OK", 0, [d](Widget*) { d->tryAccept(); });
-        for (const auto& b : {cancelButton, okButton}) {
-            b->hAlign = HAlign::Right;
-            add(b);
-        }
+        addCancelAndAccept(*this, "OK", [d] { d->tryAccept(); });
         name->setFocused(true);
         fill();
     }

@@ -33,18 +33,11 @@ bool openReplayPrompt() {
     if (!gGui || replayPromptOpen() || activePlayer()) return false;
     // Wide enough for the title in the title font, so that it needs no widening.
     auto dialog = std::make_shared<ReplayPromptDialog>(440, 170, "Start replay?");
-    Dialog* d = dialog.get(); // the buttons live inside the dialog
     auto autopan = std::make_shared<CheckBoxWidget>(0, 50, 16, false, std::function<void()>{}, std::function<void()>{});
     autopan->label = "Autopan & zoom";
     autopan->vAlign = VAlign::Bottom;
     dialog->add(autopan);
-    auto cancel = std::make_shared<ButtonWidget>(0, 0, 110, 30, "Cancel", 0, [d](Widget*) { d->cancel(); });
-    auto ok = std::make_shared<ButtonWidget>(-120, 0, 110, 30, "OK", 0, [d](Widget*) { d->accept(); });
-    for (const auto& b : {cancel, ok}) {
-        b->hAlign = HAlign::Right;
-        dialog->add(b);
-    }
-    ok->setFocused(true);
+    addCancelAndAccept(*dialog)->setFocused(true);
     gPrompt = dialog;
     gAutopan = autopan;
     const int result = dialog->runModal();

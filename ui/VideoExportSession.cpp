@@ -175,7 +175,6 @@ void abortVideoExport() { endSession(true); }
 bool openVideoExportDialog() {
     if (!gGui || gSession || activePlayer() || videoOptionsDialog()) return false;
     auto dialog = std::make_shared<VideoOptionsDialog>(440, 250, "Video options");
-    Dialog* d = dialog.get();
     auto format = std::make_shared<ComboWidget>(160, 150, 150);
     for (const io::VideoFormat& f : io::kVideoFormats) format->addItem(f.label);
     format->selected = gLastFormat;
@@ -194,13 +193,7 @@ bool openVideoExportDialog() {
     dialog->add(caption(0, 91, "Author:"));
     dialog->add(author);
     dialog->add(codecs);
-    auto cancel = std::make_shared<ButtonWidget>(0, 0, 110, 30, "Cancel", 0, [d](Widget*) { d->cancel(); });
-    auto ok = std::make_shared<ButtonWidget>(-120, 0, 110, 30, "OK", 0, [d](Widget*) { d->accept(); });
-    for (const auto& b : {cancel, ok}) {
-        b->hAlign = HAlign::Right;
-        dialog->add(b);
-    }
-    ok->setFocused(true);
+    addCancelAndAccept(*dialog)->setFocused(true);
     gDialog = dialog;
     gFormat = format;
     gContainer = container;

@@ -308,17 +308,24 @@ int runBox(int w, int h, const std::string& text, std::initializer_list<ButtonSp
 
 int messageBox(const std::string& text) { return runBox(300, 200, text, {{"OK", 0, &Dialog::accept}}); }
 
-int confirmBox(const std::string& text, const std::string& acceptLabel) {
-    auto dialog = std::make_shared<Dialog>(300, 200, text);
-    Dialog* d = dialog.get();
+std::shared_ptr<ButtonWidget> addCancelAndAccept(Dialog& dialog, const std::string& acceptLabel,
+                                                 std::function<void()> onAccept) {
+    Dialog* d = &dialog; // the buttons live inside the dialog
+    if (!onAccept) onAccept = [d] { d->accept(); };
     auto cancel = std::make_shared<ButtonWidget>(0, 0, 110, 30, "Cancel", 0, [d](Widget*) { d->cancel(); });
-    auto ok = std::make_shared<ButtonWidget>(-120, 0, 110, 30, acceptLabel, 0, [d](Widget*) { d->accept(); });
-    for (const auto& b : {cancel, ok}) {
+    auto accept = std::make_shared<ButtonWidget>(-120, 0, 110, 30, acceptLabel, 0,
+                                                 [onAccept = std::move(onAccept)](Widget*) { onAccept(); });
+    for (const auto& b : {cancel, accept}) {
         b->hAlign = HAlign::Right;
         b->vAlign = VAlign::Bottom;
-        dialog->add(b);
+        dialog.add(b);
     }
-    ok->setFocused(true);
+    return accept;
+}
+
+int confirmBox(const std::string& text, const std::string& acceptLabel) {
+    auto dialog = std::make_shared<Dialog>(300, 200, text);
+    addCancelAndAccept(*dialog, acceptLabel)->setFocused(true);
     return dialog->runModal();
 }
 

@@ -91,6 +91,13 @@ void setModalStartHook(std::function<void()> hook);
 // ---- standard boxes ---------------------------------------------------------------
 
 // "OK". Returns kDialogOk, or kDialogCancel for Esc.
+class ButtonWidget;
+// The pair most dialogs end with: "Cancel" in the bottom right corner and the
+// accepting button left of it (110 by 30 each). onAccept defaults to
+// accept(); the accepting button is returned (to give it the focus).
+std::shared_ptr<ButtonWidget> addCancelAndAccept(Dialog& dialog, const std::string& acceptLabel = "OK",
+                                                 std::function<void()> onAccept = {});
+
 int messageBox(const std::string& text);
 // acceptLabel (left) and "Cancel". kDialogOk or kDialogCancel.
 int confirmBox(const std::string& text, const std::string& acceptLabel);
