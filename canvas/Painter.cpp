@@ -21,6 +21,7 @@
 #include "history/History.h"
 #include "tools/BrushTool.h"
 #include "tools/BucketFillActionTool.h"
+#include "tools/ClipboardImage.h"
 #include "tools/ColorPickerTool.h"
 #include "tools/CropTool.h"
 #include "tools/GradientTool.h"
@@ -174,6 +175,13 @@ int Painter::onMouseDrag(int x, int y, bool fromPen) {
 
 int Painter::onKey(int key, int x, int y) {
     if (int r = currentTool->onKey(key, x, y)) return r;
+    // Clipboard keys (Ctrl + letter arrives as 0x800 + the upper-case letter).
+    switch (key) {
+    case 0x800 + 'C': clipimage::copy(*this); return 1;
+    case 0x800 + 'X': clipimage::cut(*this); return 1;
+    case 0x800 + 'V': clipimage::paste(*this); return 1;
+    default: break;
+    }
     // Built-in tool keys: d selection, r rotation.
     if (key == 'd') {
         selectTool(6);
