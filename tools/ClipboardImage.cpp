@@ -70,14 +70,22 @@ bool imageFromTarget(const std::string& target, std::span<const uint8_t> bytes, 
     return true;
 }
 
-void copy(Painter& painter) {
+bool grabImage(Painter& painter, int32_t& width, int32_t& height, std::vector<uint8_t>& bgra) {
     Canvas& canvas = *painter.canvas;
     TransformTool& tool = transformTool(painter);
     tool.rotation = 0;
-    if (canvas.selectionActive) return; // SELECTION-COPY
+    if (canvas.selectionActive) return false; // SELECTION-COPY
     tool.centre = {0, 0};
-    std::vector<uint8_t> rgba = readTexture(canvas.currentLayerSurface().textureId, canvas.width, canvas.height);
-    putOnClipboard(canvas.width, canvas.height, dib::swapRedBlue(std::move(rgba)));
+    width = canvas.width;
+    height = canvas.height;
+    bgra = dib::swapRedBlue(readTexture(canvas.currentLayerSurface().textureId, canvas.width, canvas.height));
+    return !bgra.empty();
+}
+
+void copy(Painter& painter) {
+    int32_t width = 0, height = 0;
+    std::vector<uint8_t> bgra;
+    if (grabImage(painter, width, height, bgra)) putOnClipboard(width, height, std::move(bgra));
 }
 
 void cut(Painter& painter) {

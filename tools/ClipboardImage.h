@@ -37,6 +37,10 @@ bool imageFromTarget(const std::string& target, std::span<const uint8_t> bytes, 
 void copy(Painter& painter);
 void cut(Painter& painter);
 void paste(Painter& painter);
+// What a copy puts on the clipboard: premultiplied BGRA rows bottom-up; sets
+// the transform tool's centre and rotation so that a paste lands where the
+// pixels were. False when there is nothing to copy.
+bool grabImage(Painter& painter, int32_t& width, int32_t& height, std::vector<uint8_t>& bgra);
 // Floats an image in the transform tool (tool 7 becomes current).
 void floatImage(Painter& painter, dib::Image image);
 
