@@ -30,10 +30,10 @@ std::vector<platform::ClipboardOffer> imageOffers(int32_t width, int32_t height,
 bool imageFromTarget(const std::string& target, std::span<const uint8_t> bytes, dib::Image& out, std::string& why);
 
 // The keys. Copy: the whole current layer without a selection (the paste
-// then lands centred on canvas point 0, 0), the selected pixels with one (it
-// lands where they were). Cut: with a selection, recorded, then copy and
-// erase. Paste: drops a selection, then floats the clipboard's image in the
-// transform tool; a clipboard without an image changes nothing.
+// then lands centred on canvas point 0, 0); with a selection nothing yet (the
+// selected pixels need the canvas's extraction). Cut: nothing yet, for the
+// same reason. Paste: drops a selection, then floats the clipboard's image in
+// the transform tool; a clipboard without an image changes nothing.
 void copy(Painter& painter);
 void cut(Painter& painter);
 void paste(Painter& painter);
