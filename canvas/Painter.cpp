@@ -21,6 +21,7 @@
 #include "history/History.h"
 #include "tools/BrushTool.h"
 #include "tools/BucketFillActionTool.h"
+#include "tools/ClipboardImage.h"
 #include "tools/ColorPickerTool.h"
 #include "tools/CropTool.h"
 #include "tools/GradientTool.h"
@@ -177,6 +178,13 @@ int Painter::onKey(int key, int x, int y) {
     if (key == (kMaskCtrl | 'D') && canvas->selectionActive) {
         SelectionTool::dropSelection(*canvas, gHistory);
         return 1;
+    }
+    // Clipboard keys (Ctrl + letter arrives as 0x800 + the upper-case letter).
+    switch (key) {
+    case kMaskCtrl | 'C': clipimage::copy(*this); return 1;
+    case kMaskCtrl | 'X': clipimage::cut(*this); return 1;
+    case kMaskCtrl | 'V': clipimage::paste(*this); return 1;
+    default: break;
     }
     // Built-in tool keys: d selection, r rotation.
     if (key == 'd') {

@@ -18,7 +18,7 @@ std::unique_ptr<HistoryAction> makeAction(int32_t type, const ActionContext& c) 
     case BrushStrokeAction::kTypeCode: return std::make_unique<BrushStrokeAction>();
     case MultiLayeredImageLoadAction::kTypeCode:
         return std::make_unique<MultiLayeredImageLoadAction>(c.canvas, c.layers);
-    case ImagePasteAction::kTypeCode: return std::make_unique<ImagePasteAction>(c.canvas);
+    case ImagePasteAction::kTypeCode: return std::make_unique<ImagePasteAction>(c.canvas, c.layers);
     case ImageResizeAction::kTypeCode: return std::make_unique<ImageResizeAction>(c.canvas, c.layers);
     case GradientFillAction::kTypeCode: return std::make_unique<GradientFillAction>(c.canvas);
     case BucketFillAction::kTypeCode: return std::make_unique<BucketFillAction>(c.canvas);

@@ -2,10 +2,12 @@
 
 #include <GL/glew.h>
 
+#include <cmath>
 #include <cstdio>
 
 #include "canvas/Canvas.h"
 #include "canvas/GlPixels.h"
+#include "canvas/ImagePlacement.h"
 #include "canvas/MultiLayeredImage.h"
 #include "io/BinaryStream.h"
 #include "io/ProcessFormat.h"
@@ -89,10 +91,14 @@ void MultiLayeredImageLoadAction::read(io::BinaryReader& in) {
 // ---- ImagePasteAction ---------------------------------------------------------
 
 bool ImagePasteAction::execute() {
-    // The transform tool completes this: a new layer with the image placed
-    // at centre, size and rotation. Until then the picture is left alone.
-    (void)canvas_;
-    return true;
+    // A new layer with the image placed at centre, size and rotation; an
+    // image of no pixels (or a damaged one) still gives the layer.
+    const GLuint texture = makeFloatingTexture(imageWidth, imageHeight, bytesPerPixel, pixels.data(), pixels.size());
+    const math::Vec2 centre{std::trunc(centreX), std::trunc(centreY)};
+    const math::Vec2 size{std::trunc(targetWidth), std::trunc(targetHeight)};
+    const bool placed = placeImage(canvas_, layers_, texture, centre, size, rotation);
+    if (texture) glDeleteTextures(1, &texture);
+    return placed;
 }
 
 void ImagePasteAction::write(io::BinaryWriter& out) const {

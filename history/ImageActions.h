@@ -61,8 +61,9 @@ private:
     LayeredPicture picture_;
 };
 
-// A pasted image placed on a new layer, moved, scaled and rotated. The
-// transform tool completes execute(); the stored form is complete here.
+// A pasted image placed on a new layer, moved, scaled and rotated: the
+// result of the transform tool's apply. Centre and size are used in whole
+// pixels, as the tool stores them.
 class ImagePasteAction : public HistoryAction {
 public:
     static constexpr int kTypeCode = 18;
@@ -70,7 +71,7 @@ public:
     static constexpr int32_t kBytesPerPixelSinceFormat = 12;
     static constexpr int32_t kRotationSinceFormat = 17;
 
-    explicit ImagePasteAction(Canvas& canvas) : canvas_(canvas) {}
+    ImagePasteAction(Canvas& canvas, MultiLayeredImage& layers) : canvas_(canvas), layers_(layers) {}
 
     int type() const override { return kTypeCode; }
     bool countsAsStep() const override { return true; }
@@ -84,8 +85,9 @@ public:
     float centreX = 0, centreY = 0;         // canvas pixels
     float targetWidth = 0, targetHeight = 0;
     float rotation = 0;                     // degrees
-    std::vector<uint8_t> pixels;            // rows as uploaded
+    std::vector<uint8_t> pixels;            // rows as uploaded: BGR(A), bottom-up, premultiplied
 
 private:
     Canvas& canvas_;
+    MultiLayeredImage& layers_;
 };

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "io/ImageTypes.h"
 
@@ -26,6 +27,8 @@ DecodeStatus decodeDds(Bytes data, const DecodeLimits& limits, RawPicture& out, 
 
 // Straight RGBA, top-down rows, width * height * 4 bytes. False on any failure.
 bool encodePng(const std::string& path, const uint8_t* rgba, int32_t width, int32_t height);
+// The same PNG data in memory (the clipboard's image/png); empty on failure.
+std::vector<uint8_t> encodePngToMemory(const uint8_t* rgba, int32_t width, int32_t height);
 bool encodeJpeg(const std::string& path, const uint8_t* rgba, int32_t width, int32_t height, int quality);
 bool encodeTiff(const std::string& path, const uint8_t* rgba, int32_t width, int32_t height);
 bool encodeBmp(const std::string& path, const uint8_t* rgba, int32_t width, int32_t height);

@@ -129,4 +129,25 @@ bool encodePng(const std::string& path, const uint8_t* rgba, int32_t width, int3
     return true;
 }
 
+std::vector<uint8_t> encodePngToMemory(const uint8_t* rgba, int32_t width, int32_t height) {
+    png_image image{};
+    image.version = PNG_IMAGE_VERSION;
+    image.width = static_cast<png_uint_32>(width);
+    image.height = static_cast<png_uint_32>(height);
+    image.format = PNG_FORMAT_RGBA;
+    // First call measures, second writes.
+    png_alloc_size_t size = 0;
+    if (!png_image_write_to_memory(&image, nullptr, &size, 0, rgba, width * 4, nullptr)) {
+        std::fprintf(stderr, "PNG: %s\n", image.message);
+        return {};
+    }
+    std::vector<uint8_t> bytes(size);
+    if (!png_image_write_to_memory(&image, bytes.data(), &size, 0, rgba, width * 4, nullptr)) {
+        std::fprintf(stderr, "PNG: %s\n", image.message);
+        return {};
+    }
+    bytes.resize(size);
+    return bytes;
+}
+
 } // namespace codec

@@ -3,14 +3,35 @@
 #include <X11/Xatom.h>
 #include <X11/Xlib.h>
 
+#include <algorithm>
 #include <cstring>
+#include <list>
+#include <memory>
 #include <vector>
 
 #include "platform/Clock.h"
 #include "platform/ErrorBox.h"
+#include "platform/X11Drop.h"
 
 namespace platform {
 namespace {
+
+// A block going out in pieces (INCR): the requestor deletes the property
+// after each piece, and the next one follows.
+struct OutgoingTransfer {
+    Window requestor = 0;
+    Atom property = None, type = None;
+    std::shared_ptr<const std::vector<uint8_t>> data;
+    size_t offset = 0;
+    bool done = false; // the empty piece that ends the transfer was written
+    int lastActivity = 0;
+};
+
+struct Offer {
+    Atom target = None;
+    std::function<std::vector<uint8_t>()> make;
+    std::shared_ptr<const std::vector<uint8_t>> bytes; // made on the first request
+};
 
 // One connection for the life of the program, opened on first use.
 struct ClipboardConnection {
@@ -19,6 +40,8 @@ struct ClipboardConnection {
     Atom clipboard = None, targets = None, utf8 = None, text = None, incr = None, property = None;
     std::string owned;    // UTF-8 text we serve while we own the selection
     std::string ownedLatin1; // the same as the program's bytes, for STRING
+    std::vector<Offer> offers; // data we serve instead of text, when not empty
+    std::list<OutgoingTransfer> outgoing;
     bool owning = false;
     bool tried = false;
 
@@ -38,11 +61,57 @@ struct ClipboardConnection {
         property = XInternAtom(display, "KESTRELWING_CLIPBOARD", False);
         return true;
     }
+
+    // Bytes in one property write: the largest plain request less room for
+    // the request's own header. Anything larger goes by INCR.
+    size_t pieceBytes() const {
+        const long bytes = XMaxRequestSize(display) * 4L - 1024;
+        return static_cast<size_t>(std::max(4096L, bytes));
+    }
 };
 
 ClipboardConnection& conn() {
     static ClipboardConnection c;
     return c;
+}
+
+// Writes one piece of an outgoing block; the last call writes the empty
+// piece that ends it.
+void writeNextPiece(OutgoingTransfer& t) {
+    ClipboardConnection& c = conn();
+    const size_t left = t.data->size() - t.offset;
+    const size_t n = std::min(left, c.pieceBytes());
+    XChangeProperty(c.display, t.requestor, t.property, t.type, 8, PropModeReplace,
+                    t.data->data() + t.offset, static_cast<int>(n));
+    t.offset += n;
+    if (n == 0) t.done = true;
+    t.lastActivity = nowMs();
+}
+
+// Serves `bytes` as `type` into the requestor's property: at once when it
+// fits one request, else by INCR. False when the requestor went away.
+bool serveBytes(const XSelectionRequestEvent& req, Atom property, Atom type,
+                const std::shared_ptr<const std::vector<uint8_t>>& bytes) {
+    ClipboardConnection& c = conn();
+    x11::ErrorTrap trap(c.display); // the requestor may vanish at any moment
+    if (bytes->size() <= c.pieceBytes()) {
+        XChangeProperty(c.display, req.requestor, property, type, 8, PropModeReplace, bytes->data(),
+                        static_cast<int>(bytes->size()));
+        return !trap.failed();
+    }
+    XSelectInput(c.display, req.requestor, PropertyChangeMask);
+    const long size = static_cast<long>(bytes->size());
+    XChangeProperty(c.display, req.requestor, property, c.incr, 32, PropModeReplace,
+                    reinterpret_cast<const unsigned char*>(&size), 1);
+    if (trap.failed()) return false;
+    OutgoingTransfer t;
+    t.requestor = req.requestor;
+    t.property = property;
+    t.type = type;
+    t.data = bytes;
+    t.lastActivity = nowMs();
+    c.outgoing.push_back(std::move(t));
+    return true;
 }
 
 void answerRequest(const XSelectionRequestEvent& req) {
@@ -57,7 +126,23 @@ void answerRequest(const XSelectionRequestEvent& req) {
     // Old clients name no property: the target's name serves.
     const Atom property = req.property != None ? req.property : req.target;
     reply.property = None;
-    if (c.owning && req.selection == c.clipboard) {
+    x11::ErrorTrap trap(c.display);
+    if (c.owning && req.selection == c.clipboard && !c.offers.empty()) {
+        if (req.target == c.targets) {
+            std::vector<Atom> offered{c.targets};
+            for (const Offer& o : c.offers) offered.push_back(o.target);
+            XChangeProperty(c.display, req.requestor, property, XA_ATOM, 32, PropModeReplace,
+                            reinterpret_cast<const unsigned char*>(offered.data()), static_cast<int>(offered.size()));
+            reply.property = property;
+        } else {
+            for (Offer& o : c.offers) {
+                if (o.target != req.target) continue;
+                if (!o.bytes) o.bytes = std::make_shared<const std::vector<uint8_t>>(o.make ? o.make() : std::vector<uint8_t>{});
+                if (!o.bytes->empty() && serveBytes(req, property, o.target, o.bytes)) reply.property = property;
+                break;
+            }
+        }
+    } else if (c.owning && req.selection == c.clipboard) {
         if (req.target == c.targets) {
             const Atom offered[] = {c.targets, c.utf8, XA_STRING, c.text};
             XChangeProperty(c.display, req.requestor, property, XA_ATOM, 32, PropModeReplace,
@@ -75,6 +160,33 @@ void answerRequest(const XSelectionRequestEvent& req) {
         }
     }
     XSendEvent(c.display, req.requestor, False, NoEventMask, reinterpret_cast<XEvent*>(&reply));
+    XFlush(c.display);
+}
+
+// A requestor deleted the property of a transfer in pieces: the next piece.
+void continueTransfer(const XPropertyEvent& ev) {
+    ClipboardConnection& c = conn();
+    if (ev.state != PropertyDelete) return;
+    for (auto it = c.outgoing.begin(); it != c.outgoing.end(); ++it) {
+        if (it->requestor != ev.window || it->property != ev.atom) continue;
+        x11::ErrorTrap trap(c.display);
+        if (it->done) {
+            XSelectInput(c.display, it->requestor, NoEventMask);
+            c.outgoing.erase(it);
+        } else {
+            writeNextPiece(*it);
+            if (trap.failed()) c.outgoing.erase(it);
+        }
+        XFlush(c.display);
+        return;
+    }
+}
+
+// Transfers whose requestor stopped asking for 5 s are dropped.
+void dropStaleTransfers() {
+    ClipboardConnection& c = conn();
+    const int now = nowMs();
+    c.outgoing.remove_if([&](const OutgoingTransfer& t) { return now - t.lastActivity > 5000; });
 }
 
 // Handles one event of our connection; SelectionNotify for our request is
@@ -82,34 +194,91 @@ void answerRequest(const XSelectionRequestEvent& req) {
 void handle(XEvent& ev, XSelectionEvent* notify, bool* gotNotify) {
     ClipboardConnection& c = conn();
     if (ev.type == SelectionRequest) answerRequest(ev.xselectionrequest);
+    else if (ev.type == PropertyNotify && ev.xproperty.window != c.window) continueTransfer(ev.xproperty);
     else if (ev.type == SelectionClear && ev.xselectionclear.selection == c.clipboard) {
         c.owning = false;
         c.owned.clear();
         c.ownedLatin1.clear();
+        c.offers.clear();
     } else if (ev.type == SelectionNotify && notify && ev.xselection.requestor == c.window) {
         *notify = ev.xselection;
         *gotNotify = true;
     }
 }
 
+// Pumps our connection until `got` is set or the deadline passes; `idle`
+// runs between looks. False on time-out.
+bool pumpFor(bool& got, int deadline, XSelectionEvent* notify, const std::function<void()>& idle,
+             const std::function<void(const XEvent&)>& own = {}) {
+    ClipboardConnection& c = conn();
+    while (!got) {
+        while (!got && XPending(c.display)) {
+            XEvent ev;
+            XNextEvent(c.display, &ev);
+            if (own && ev.type == PropertyNotify && ev.xproperty.window == c.window) own(ev);
+            else handle(ev, notify, &got);
+        }
+        if (got) break;
+        if (nowMs() - deadline >= 0) return false;
+        if (idle) idle();
+        else sleepMs(5);
+    }
+    return true;
+}
+
 // Waits for the answer to one conversion request; false on time-out.
-bool convert(Atom target, int deadline, XSelectionEvent& out) {
+bool convert(Atom target, int deadline, XSelectionEvent& out, const std::function<void()>& idle = {}) {
     ClipboardConnection& c = conn();
     XDeleteProperty(c.display, c.window, c.property);
     XConvertSelection(c.display, c.clipboard, target, c.property, c.window, CurrentTime);
     XFlush(c.display);
     bool got = false;
-    while (!got) {
-        while (!got && XPending(c.display)) {
-            XEvent ev;
-            XNextEvent(c.display, &ev);
-            handle(ev, &out, &got);
+    return pumpFor(got, deadline, &out, idle);
+}
+
+// Reads our property whole and deletes it. False when it is not there.
+bool readProperty(std::vector<uint8_t>& bytes, Atom& type, int& format) {
+    ClipboardConnection& c = conn();
+    bytes.clear();
+    long offset = 0; // in 32-bit units, as the protocol counts
+    for (;;) {
+        unsigned long count = 0, after = 0;
+        unsigned char* data = nullptr;
+        const int status = XGetWindowProperty(c.display, c.window, c.property, offset, 1L << 22, False,
+                                              AnyPropertyType, &type, &format, &count, &after, &data);
+        if (status != Success || type == None) {
+            if (data) XFree(data);
+            return false;
         }
-        if (got) break;
-        if (nowMs() - deadline >= 0) return false;
-        sleepMs(5);
+        const size_t unit = format == 32 ? sizeof(long) : static_cast<size_t>(format / 8);
+        if (data) bytes.insert(bytes.end(), data, data + count * unit);
+        if (data) XFree(data);
+        if (after == 0) break;
+        offset += static_cast<long>(count * static_cast<size_t>(format) / 32);
     }
+    XDeleteProperty(c.display, c.window, c.property);
+    XFlush(c.display);
     return true;
+}
+
+// The pieces of an INCR transfer after its announcement was read (and so
+// deleted): each new value is appended until the empty one. False when the
+// owner falls silent for timeoutMs.
+bool receivePieces(std::vector<uint8_t>& bytes, int timeoutMs, const std::function<void()>& idle) {
+    bytes.clear();
+    for (;;) {
+        bool got = false;
+        auto onProperty = [&](const XEvent& ev) {
+            if (ev.xproperty.atom == conn().property && ev.xproperty.state == PropertyNewValue) got = true;
+        };
+        if (!pumpFor(got, nowMs() + timeoutMs, nullptr, idle, onProperty)) return false;
+        std::vector<uint8_t> piece;
+        Atom type = None;
+        int format = 0;
+        if (!readProperty(piece, type, format)) continue;
+        if (piece.empty()) return true;
+        bytes.insert(bytes.end(), piece.begin(), piece.end());
+    }
 }
 
 } // namespace
@@ -117,6 +286,7 @@ bool convert(Atom target, int deadline, XSelectionEvent& out) {
 bool setClipboardText(const std::string& latin1) {
     ClipboardConnection& c = conn();
     if (!c.open()) return false;
+    c.offers.clear();
     c.ownedLatin1 = latin1;
     c.owned = latin1ToUtf8(latin1);
     XSetSelectionOwner(c.display, c.clipboard, c.window, CurrentTime);
@@ -130,6 +300,7 @@ ClipboardStatus clipboardText(std::string& utf8, int timeoutMs) {
     if (!c.open()) return ClipboardStatus::NoDisplay;
     pumpClipboard(); // a SelectionClear may be waiting
     if (c.owning) {
+        if (!c.offers.empty()) return ClipboardStatus::Empty; // we hold an image
         utf8 = c.owned;
         return ClipboardStatus::Ok;
     }
@@ -162,14 +333,104 @@ ClipboardStatus clipboardText(std::string& utf8, int timeoutMs) {
     return ClipboardStatus::Empty;
 }
 
+bool setClipboardOffers(std::vector<ClipboardOffer> offers) {
+    ClipboardConnection& c = conn();
+    if (!c.open()) return false;
+    c.owned.clear();
+    c.ownedLatin1.clear();
+    c.offers.clear();
+    for (ClipboardOffer& o : offers) {
+        Offer mine;
+        mine.target = XInternAtom(c.display, o.target.c_str(), False);
+        mine.make = std::move(o.make);
+        c.offers.push_back(std::move(mine));
+    }
+    XSetSelectionOwner(c.display, c.clipboard, c.window, CurrentTime);
+    c.owning = XGetSelectionOwner(c.display, c.clipboard) == c.window;
+    if (!c.owning) c.offers.clear();
+    XFlush(c.display);
+    return c.owning;
+}
+
+ClipboardStatus clipboardData(const std::vector<std::string>& targets, std::string& chosen,
+                              std::vector<uint8_t>& bytes, int timeoutMs, const std::function<void()>& idle) {
+    ClipboardConnection& c = conn();
+    if (!c.open()) return ClipboardStatus::NoDisplay;
+    pumpClipboard(); // a SelectionClear may be waiting
+    std::vector<Atom> wanted;
+    for (const std::string& t : targets) wanted.push_back(XInternAtom(c.display, t.c_str(), False));
+    if (c.owning) {
+        // Our own data: no round trip through the server.
+        for (size_t i = 0; i < wanted.size(); ++i)
+            for (Offer& o : c.offers)
+                if (o.target == wanted[i]) {
+                    if (!o.bytes) o.bytes = std::make_shared<const std::vector<uint8_t>>(o.make ? o.make() : std::vector<uint8_t>{});
+                    if (o.bytes->empty()) continue;
+                    bytes = *o.bytes;
+                    chosen = targets[i];
+                    return ClipboardStatus::Ok;
+                }
+        return ClipboardStatus::Empty;
+    }
+    if (XGetSelectionOwner(c.display, c.clipboard) == None) return ClipboardStatus::Empty;
+    // What the owner offers, to ask only for a target it has.
+    std::vector<Atom> order = wanted;
+    {
+        XSelectionEvent notify{};
+        if (!convert(c.targets, nowMs() + timeoutMs, notify, idle)) return ClipboardStatus::TimedOut;
+        std::vector<uint8_t> list;
+        Atom type = None;
+        int format = 0;
+        if (notify.property != None && readProperty(list, type, format) && type == XA_ATOM && format == 32) {
+            std::vector<Atom> offered(list.size() / sizeof(long));
+            for (size_t i = 0; i < offered.size(); ++i) {
+                long v = 0;
+                std::memcpy(&v, list.data() + i * sizeof(long), sizeof v);
+                offered[i] = static_cast<Atom>(v);
+            }
+            order.clear();
+            for (Atom w : wanted)
+                if (std::find(offered.begin(), offered.end(), w) != offered.end()) order.push_back(w);
+            if (order.empty()) return ClipboardStatus::Empty;
+        }
+    }
+    for (Atom target : order) {
+        XSelectionEvent notify{};
+        if (!convert(target, nowMs() + timeoutMs, notify, idle)) return ClipboardStatus::TimedOut;
+        if (notify.property == None) continue; // the owner refused this target
+        Atom type = None;
+        int format = 0;
+        if (!readProperty(bytes, type, format)) continue;
+        if (type == c.incr) {
+            // The property was deleted by the read: that asks for the first piece.
+            if (!receivePieces(bytes, timeoutMs, idle)) return ClipboardStatus::TimedOut;
+        } else if (format != 8) {
+            continue;
+        }
+        if (bytes.empty()) continue;
+        const size_t at = static_cast<size_t>(std::find(wanted.begin(), wanted.end(), target) - wanted.begin());
+        chosen = targets[at];
+        return ClipboardStatus::Ok;
+    }
+    return ClipboardStatus::Empty;
+}
+
 void pumpClipboard() {
     ClipboardConnection& c = conn();
     if (!c.display) return;
-    while (XPending(c.display)) {
-        XEvent ev;
-        XNextEvent(c.display, &ev);
-        handle(ev, nullptr, nullptr);
-    }
+    if (!c.outgoing.empty()) dropStaleTransfers();
+    // While a block goes out in pieces, stay a few ms for the requestor's
+    // next turn: one piece a tick would make a large image take seconds.
+    const int until = nowMs() + (c.outgoing.empty() ? 0 : 15);
+    do {
+        while (XPending(c.display)) {
+            XEvent ev;
+            XNextEvent(c.display, &ev);
+            handle(ev, nullptr, nullptr);
+        }
+        if (c.outgoing.empty() || nowMs() - until >= 0) break;
+        sleepMs(1);
+    } while (true);
 }
 
 void beep() {

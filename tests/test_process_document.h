@@ -104,7 +104,7 @@ inline void performEveryActionType(GlDocument& d) {
     d.perform(std::make_unique<DeleteLayerAction>(c, l));                                // 8
     d.perform(std::make_unique<EnableSelectionAction>(c, std::vector<math::Vec2>{{1, 1}, {9, 1}, {5, 8}})); // 6
     d.perform(std::make_unique<DisableSelectionAction>(c));                              // 7
-    auto paste = std::make_unique<ImagePasteAction>(c);                                  // 18
+    auto paste = std::make_unique<ImagePasteAction>(c, l);                                // 18
     paste->imageWidth = 2;
     paste->imageHeight = 3;
     paste->bytesPerPixel = 3;
