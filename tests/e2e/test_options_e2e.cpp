@@ -264,14 +264,16 @@ TEST(OptionsE2E, AutosaveOnDiskAfterSigkillHoldsTheLastSnapshot) {
     AppSession app;
     ASSERT_TRUE(app.start()) << app.output();
     const fs::path autosave = fs::path(app.tempFolder()) / "KW_AUTOSAVE.dpf";
-    // The 31st stroke fills snapshot slot 1 with the picture of the first 30,
-    // which starts the autosave; the strokes from the 31st on are not in the file.
+    // The new picture's grey fill is the first action, so the 30th stroke is
+    // the 31st action: it fills snapshot slot 1 with the picture of the first
+    // 30 (the fill and 29 strokes), which starts the autosave; the strokes
+    // from the 30th on are not in the file.
     const int w = app.windowWidth(), h = app.windowHeight();
     for (int i = 0; i < 34; ++i) {
         const int y = h / 4 + (i * (h / 2)) / 34;
         app.drag({{w / 4, y}, {w / 2, y + 5}, {3 * w / 4, y}}, 10);
         app.waitFrames(3);
-        if (i == 29) {
+        if (i == 28) {
             EXPECT_FALSE(fs::exists(autosave)) << "an autosave before slot 1 was filled";
         }
     }
@@ -284,7 +286,7 @@ TEST(OptionsE2E, AutosaveOnDiskAfterSigkillHoldsTheLastSnapshot) {
     app.killNow();
     ASSERT_FALSE(app.running());
 
-    // The file loads, holds the 30 strokes of the snapshot and their picture.
+    // The file loads, holds the 30 actions of the snapshot and their picture.
     std::vector<uint8_t> bytes;
     std::string error;
     ASSERT_TRUE(io::readWholeFile(autosave.string(), bytes, error)) << error;
@@ -305,7 +307,8 @@ TEST(OptionsE2E, AutosaveOnDiskAfterSigkillHoldsTheLastSnapshot) {
     ASSERT_TRUE(stored.ok());
     ASSERT_TRUE(replayed.ok());
     EXPECT_TRUE(stored.pixels == replayed.pixels) << "the stored picture is not that of the stored strokes";
+    // Black strokes on the grey of a new picture.
     int painted = 0;
-    for (std::size_t i = 3; i < stored.pixels.size(); i += 4) painted += stored.pixels[i] != 0;
-    EXPECT_GT(painted, 30 * 100) << "the strokes are not in the picture";
+    for (std::size_t i = 0; i + 3 < stored.pixels.size(); i += 4) painted += stored.pixels[i] < 100;
+    EXPECT_GT(painted, 29 * 100) << "the strokes are not in the picture";
 }

@@ -133,7 +133,8 @@ TEST(VideoE2E, KeyVExportsTheProcessAsAnAvi) {
     EXPECT_EQ(v["width"], "704");
     EXPECT_EQ(v["height"], "480");
     EXPECT_EQ(v["avg_frame_rate"], "1000/33");
-    EXPECT_EQ(v["nb_read_frames"], std::to_string(strokes)) << "one frame per stroke";
+    // One frame per action: the new picture's grey fill, then the strokes.
+    EXPECT_EQ(v["nb_read_frames"], std::to_string(strokes + 1)) << "one frame per action";
 
     app.waitFrames(120); // the notification fades
     const Screenshot after = app.screenshot();
