@@ -2,7 +2,10 @@
 
 #include <GL/glu.h>
 
+#include "core/OutlineCrossings.h"
+
 #include <cmath>
+#include <cstdio>
 #include <deque>
 
 namespace {
@@ -69,6 +72,11 @@ using Callback = void(CALLBACK*)();
 std::vector<math::Vec2> tessellatePolygon(const std::vector<math::Vec2>& outline) {
     TessState state;
     if (outline.empty()) return {};
+    if (outline::tooTangled(outline)) {
+        std::fprintf(stderr, "Selection: the outline crosses itself too often (%zu points); it selects nothing.\n",
+                     outline.size());
+        return {};
+    }
     GLUtesselator* tess = gluNewTess();
     if (!tess) return {};
     gluTessCallback(tess, GLU_TESS_BEGIN_DATA, reinterpret_cast<Callback>(onBegin));
