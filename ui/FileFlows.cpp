@@ -73,7 +73,7 @@ void afterNewCanvas() {
 
 void doSaveProcess() {
     ChosenPath chosen;
-    if (!chooseFile(true, processFilters(), chosen, gApp->imageName, "Save drawing process")) return;
+    if (!chooseFile(true, processFilters(), chosen, gApp->imageName, "Save drawing process:")) return;
     // A saved file is never overwritten: the next free numbered name.
     const std::string path = nextFreeName(chosen.path);
     const std::string shown = utf8ToLatin1(path);
@@ -248,7 +248,7 @@ void loadImage() {
     FlowGuard guard;
     if (!guard || !unsavedWorkHandled()) return;
     ChosenPath chosen;
-    if (!chooseFile(false, loadImageFilters(), chosen, "", "Load image")) return;
+    if (!chooseFile(false, loadImageFilters(), chosen, "", "Load image:")) return;
     gApp->showMessage("LOADING..");
     if (chosen.extension == ".kwf") {
         DocumentTarget doc = document(true);
@@ -275,7 +275,7 @@ void loadProcess(bool askAboutChanges) {
     if (!guard) return;
     if (askAboutChanges && !unsavedWorkHandled()) return;
     ChosenPath chosen;
-    if (!chooseFile(false, processFilters(), chosen, "", "Load drawing process")) return;
+    if (!chooseFile(false, processFilters(), chosen, "", "Load drawing process:")) return;
     gApp->showMessage("LOADING..");
     if (openFile(chosen.path, mainloop::pumpUntil)) storeCurrentDirectory();
 }
@@ -289,7 +289,7 @@ void saveImage() {
     FlowGuard guard;
     if (!guard) return;
     ChosenPath chosen;
-    if (!chooseFile(true, saveImageFilters(), chosen, gApp->imageName, "Save image")) return;
+    if (!chooseFile(true, saveImageFilters(), chosen, gApp->imageName, "Save image as:")) return;
     gApp->showMessage("saving..");
     setTitleFromPath(chosen.shown);
     const std::string path = nextFreeName(chosen.path);

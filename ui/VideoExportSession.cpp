@@ -124,7 +124,7 @@ std::string videoExportTarget(io::VideoContainer container) {
     if (initial.empty()) initial = "timelapse";
     initial = std::filesystem::path(initial).replace_extension(filter.extension).string();
     ChosenPath chosen;
-    if (!chooseFile(true, {filter}, chosen, initial, "Export video")) return {};
+    if (!chooseFile(true, {filter}, chosen, initial, "Export video as:")) return {};
     // The container decides the format, so the name carries its extension.
     if (chosen.extension != filter.extension) chosen.path += filter.extension;
     return chosen.path;
