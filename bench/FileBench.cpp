@@ -37,6 +37,8 @@ constexpr double kMiB = 1024.0 * 1024.0;
 
 fs::path scratch(const std::string& name) { return fs::temp_directory_path() / ("kw_bench_" + name); }
 
+// Written and flushed to the disk, as every save of the program is before it
+// takes the file's name: the speed of the disk includes the flush.
 double writeSeconds(const fs::path& path, const std::vector<uint8_t>& bytes) {
     const Clock::time_point start = Clock::now();
     const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
@@ -47,6 +49,7 @@ double writeSeconds(const fs::path& path, const std::vector<uint8_t>& bytes) {
         if (n <= 0) break;
         done += static_cast<size_t>(n);
     }
+    ::fsync(fd);
     ::close(fd);
     return secondsSince(start);
 }
