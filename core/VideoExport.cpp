@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdio>
 
 #include "canvas/Canvas.h"
 #include "canvas/Framebuffer.h"
@@ -14,6 +15,7 @@
 #include "io/FlatImage.h"
 #include "io/VideoFrame.h"
 #include "platform/Clock.h"
+#include "widgets/GlFont.h"
 
 bool videoContainerForPath(const std::string& path, io::VideoContainer& container) {
     const std::size_t dot = path.find_last_of('.');
@@ -111,6 +113,48 @@ void VideoExport::composeFrame() {
                       current, -1, below->textureId);
 }
 
+void VideoExport::setWatermark(const std::string& author, const GlFont* font) {
+    watermarkFont = font;
+    watermark.clear();
+    if (author.empty() || !font) return;
+    char line[256] = "";
+    std::snprintf(line, sizeof line, "created by %s with Kestrelwing", author.c_str());
+    watermark = line;
+}
+
+void VideoExport::drawWatermark() {
+    // The same size on every canvas: a projection 720 units high, as wide as
+    // the canvas's aspect asks. A black line and a white one a unit up and
+    // right, so that it reads over dark and light pictures alike.
+    const int w = canvas.width, h = canvas.height;
+    surface->bind();
+    glPushAttrib(GL_VIEWPORT_BIT | GL_ENABLE_BIT | GL_CURRENT_BIT | GL_TRANSFORM_BIT | GL_COLOR_BUFFER_BIT);
+    glViewport(0, 0, w, h);
+    glDisable(GL_CULL_FACE);
+    glDisable(GL_SCISSOR_TEST);
+    GLint program = 0;
+    glGetIntegerv(GL_CURRENT_PROGRAM, &program);
+    glUseProgram(0);
+    glMatrixMode(GL_PROJECTION);
+    glPushMatrix();
+    glLoadIdentity();
+    glOrtho(0, 720.0 * w / h, 0, 720, -1, 1);
+    glMatrixMode(GL_MODELVIEW);
+    glPushMatrix();
+    glLoadIdentity();
+    const float y = watermarkFont->height / 2;
+    glColor4f(0, 0, 0, 1);
+    printRaw(*watermarkFont, 0, y, watermark.c_str());
+    glColor4f(1, 1, 1, 1);
+    printRaw(*watermarkFont, 1, y + 1, watermark.c_str());
+    glPopMatrix();
+    glMatrixMode(GL_PROJECTION);
+    glPopMatrix();
+    glUseProgram(static_cast<GLuint>(program));
+    glPopAttrib();
+    surface->unbind();
+}
+
 bool VideoExport::writeCurrentFrame() {
     const int w = canvas.width, h = canvas.height;
     if (!ensureSurface(surface, w, h)) {
@@ -118,6 +162,7 @@ bool VideoExport::writeCurrentFrame() {
         return false;
     }
     composeFrame();
+    if (!watermark.empty()) drawWatermark();
     bool read = false;
     if (w == format.width && h == format.height) {
         // A canvas of the frame's size: the card hands out BGR rows, bottom

@@ -20,6 +20,7 @@
 #include "io/VideoWriter.h"
 
 class Canvas;
+class GlFont;
 class History;
 class MultiLayeredImage;
 struct Framebuffer;
@@ -42,6 +43,11 @@ public:
     // start. False (reason in error()) with the picture untouched and
     // nothing on disk. format: index into io::kVideoFormats.
     bool start(const std::string& path, int format, io::VideoContainer container);
+    // From now on every frame carries "created by <author> with Kestrelwing"
+    // in its bottom-left corner, in `font` (not owned; it must outlive the
+    // export). Text of single Latin-1 bytes. An empty author, or no font,
+    // gives frames without it.
+    void setWatermark(const std::string& author, const GlFont* font);
     // Frames until budgetMs have passed (at least one). False when every
     // action has its frame, or on a failure (failed()).
     bool update(int budgetMs);
@@ -58,10 +64,13 @@ public:
     const std::string& error() const { return reason; }
     // Milliseconds since the first update, for the estimate of the rest.
     int32_t elapsedMs() const;
+    // The last frame handed to the writer: BGR rows, bottom first, padded to 4 bytes.
+    const std::vector<uint8_t>& lastFrame() const { return frame; }
 
 private:
     bool writeCurrentFrame();
     void composeFrame();
+    void drawWatermark();
     void restorePicture();
 
     History& history;
@@ -82,4 +91,6 @@ private:
     bool failure = false;
     bool savedMirrored = false;
     std::string reason;
+    std::string watermark; // the whole line, empty for none
+    const GlFont* watermarkFont = nullptr;
 };
