@@ -523,6 +523,114 @@ TEST_F(VideoExportGl, AnEmptyAuthorGivesTheFramesWithoutALine) {
     fs::remove_all(dir);
 }
 
+// ---- frames redrawn where a step changed them ---------------------------------------------
+
+namespace {
+
+// Strokes on three layers with switches between them and layer operations
+// that change no layer's pixels (opacity, visibility, order, mirror).
+void paintLayeredSteps(processtest::GlDocument& doc) {
+    Canvas& c = doc.canvas;
+    MultiLayeredImage& l = doc.layers;
+    const float w = static_cast<float>(c.width), h = static_cast<float>(c.height);
+    Brush small;
+    small.size = 7;
+    Brush wide;
+    wide.size = 40;
+    for (int i = 0; i < 4; ++i)
+        doc.perform(processtest::stroke(small, {0.2f * i, 0.8f, 0.3f}, w * (0.1f + 0.2f * i), h * 0.2f, 6, 5, 9));
+    doc.perform(std::make_unique<NewLayerAction>(c, l));
+    doc.perform(processtest::stroke(wide, {0.9f, 0.1f, 0.1f}, w * 0.3f, h * 0.5f, 9, -3, 12));
+    doc.perform(processtest::stroke(small, {0.1f, 0.1f, 0.9f}, 2, 2, 4, 3, 10)); // over the corner
+    doc.perform(std::make_unique<LayerChangeAction>(c, l, 0));
+    doc.perform(processtest::stroke(wide, {0.1f, 0.7f, 0.9f}, w * 0.25f, h * 0.45f, 7, 4, 12));
+    doc.perform(std::make_unique<LayerChangeAction>(c, l, 1));
+    doc.perform(std::make_unique<LayerOpacityChangeAction>(c, l, 55));
+    doc.perform(processtest::stroke(small, {1, 1, 0}, w * 0.6f, h * 0.7f, -5, -6, 10));
+    doc.perform(std::make_unique<LayerVisibilityToggleAction>(c, l));
+    doc.perform(processtest::stroke(wide, {0, 0, 0}, w * 0.5f, h * 0.5f, 4, 4, 8)); // on the hidden layer
+    doc.perform(std::make_unique<LayerVisibilityToggleAction>(c, l));
+    doc.perform(std::make_unique<NewLayerAction>(c, l));
+    doc.perform(processtest::stroke(wide, {0.5f, 0.2f, 0.8f}, w * 0.8f, h * 0.3f, -8, 5, 12));
+    doc.perform(std::make_unique<LayerMoveAction>(c, l, 0));
+    doc.perform(processtest::stroke(small, {0.9f, 0.9f, 0.9f}, w * 0.7f, h * 0.8f, -6, -2, 10));
+    doc.perform(std::make_unique<LayerFlipAction>(c, l));
+    doc.perform(std::make_unique<LayerChangeAction>(c, l, 2));
+    doc.perform(processtest::stroke(small, {0.3f, 0.3f, 0.3f}, w * 0.1f, h * 0.9f, 5, -5, 10));
+    doc.perform(std::make_unique<CanvasFlipAction>(c, l));
+    doc.perform(processtest::stroke(wide, {0.6f, 0.4f, 0.1f}, w * 0.4f, h * 0.1f, 6, 6, 10));
+    doc.perform(std::make_unique<LayerMergeDownAction>(c, l));
+    doc.perform(processtest::stroke(small, {0.2f, 0.9f, 0.5f}, w * 0.9f, h * 0.6f, -7, 1, 10));
+}
+
+// The first frame where the two exports differ, or -1.
+int firstDifference(const std::vector<std::vector<uint8_t>>& a, const std::vector<std::vector<uint8_t>>& b) {
+    if (a.size() != b.size()) return 0;
+    for (std::size_t k = 0; k < a.size(); ++k)
+        if (a[k] != b[k]) return static_cast<int>(k);
+    return -1;
+}
+
+std::vector<std::vector<uint8_t>> framesOf(processtest::GlDocument& doc, const fs::path& dir, int format,
+                                           bool whole, const GlFont* font) {
+    std::vector<std::vector<uint8_t>> frames;
+    VideoExport job(doc.history, doc.canvas, doc.layers);
+    job.setWholeFrames(whole);
+    if (font) job.setWatermark("Ada", font);
+    if (!job.start((dir / "film.avi").string(), format, VideoContainer::Avi)) {
+        ADD_FAILURE() << job.error();
+        return frames;
+    }
+    bool more = true;
+    while (more) {
+        more = job.update(0);
+        frames.push_back(job.lastFrame());
+    }
+    EXPECT_FALSE(job.failed()) << job.error();
+    job.abort();
+    return frames;
+}
+
+} // namespace
+
+TEST_F(VideoExportGl, FramesRedrawnWhereTheyChangedEqualWholeCompositions) {
+    const fs::path dir = freshDir("partial");
+    GlFont font(kTestFont, 10);
+    struct Case {
+        int w, h, format;
+        bool mark;
+    };
+    // The frame's own size (read straight into the frame) and a canvas placed in it, with and without a name.
+    for (const Case& k : {Case{704, 480, 0, false}, Case{704, 480, 0, true}, Case{300, 200, 0, true},
+                          Case{1400, 700, 0, false}}) {
+        SCOPED_TRACE(std::to_string(k.w) + " x " + std::to_string(k.h) + (k.mark ? ", named" : ""));
+        processtest::GlDocument doc(k.w, k.h);
+        setDabSink(&doc.canvas);
+        paintLayeredSteps(doc);
+        const auto whole = framesOf(doc, dir, k.format, true, k.mark ? &font : nullptr);
+        const auto partial = framesOf(doc, dir, k.format, false, k.mark ? &font : nullptr);
+        ASSERT_EQ(whole.size(), doc.history.actionCount());
+        EXPECT_EQ(firstDifference(whole, partial), -1);
+        // The steps do change the picture: equal frames are not for want of change.
+        int distinct = 0;
+        for (std::size_t i = 1; i < whole.size(); ++i) distinct += whole[i] != whole[i - 1];
+        EXPECT_GT(distinct, static_cast<int>(whole.size()) / 2);
+        setDabSink(nullptr);
+    }
+    // Every kind of action, crops and resizes among them.
+    processtest::GlDocument doc(40, 30);
+    setDabSink(&doc.canvas);
+    processtest::performEveryActionType(doc);
+    Brush brush;
+    brush.size = 5;
+    doc.perform(processtest::stroke(brush, {0.9f, 0.5f, 0.1f}, 2, 2, 2, 1, 8));
+    const auto whole = framesOf(doc, dir, 0, true, &font);
+    const auto partial = framesOf(doc, dir, 0, false, &font);
+    ASSERT_EQ(whole.size(), doc.history.actionCount());
+    EXPECT_EQ(firstDifference(whole, partial), -1);
+    fs::remove_all(dir);
+}
+
 // ---- the batch command ------------------------------------------------------------------
 
 namespace {
