@@ -93,6 +93,8 @@ void Canvas::resize(int newWidth, int newHeight, MultiLayeredImage& layers) {
     for (PixelRegion* r : {&staleRegion_, &strokeUsed_, &rawStrokeUsed_, &eraseBackupValid_, &straightColour_})
         r->reset(width, height);
     strokeFine_.reset(width, height, kFineTileSide);
+    surfaceChanges_.reset(width, height);
+    surfaceChanges_.addAll();
     staleRegion_.addAll();
     straightColour_.addAll();
     strokeUsed_.addAll();
@@ -169,13 +171,21 @@ void Canvas::endSurfacePass(const PixelRegion& change) {
     currentSurface = 1 - currentSurface;
     staleRegion_ = passRegion(change);
     straightColour_.add(staleRegion_);  // unknown content: assume the worst
+    surfaceChanges_.addCovering(staleRegion_);
     surfaceRevision_ = nextContentRevision();
 }
 
 void Canvas::currentSurfaceChanged(const PixelRegion& where) {
     staleRegion_.add(passRegion(where));
     straightColour_.add(passRegion(where));
+    surfaceChanges_.addCovering(passRegion(where));
     surfaceRevision_ = nextContentRevision();
+}
+
+PixelRegion Canvas::takeSurfaceChanges() {
+    PixelRegion changes = surfaceChanges_;
+    surfaceChanges_.clear();
+    return changes;
 }
 
 void Canvas::currentSurfaceChangedEverywhere() { currentSurfaceChanged(wholeCanvas()); }

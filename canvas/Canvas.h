@@ -104,6 +104,10 @@ public:
     void setSurfaceRevision(uint64_t revision) { surfaceRevision_ = revision; }
     // Where the other surface may differ from the current one.
     const PixelRegion& staleRegion() const { return staleRegion_; }
+    // Where the current surface's pixels may have changed since the last
+    // call (the whole canvas after a resize), and forget it: the video
+    // export composes and reads back only there.
+    PixelRegion takeSurfaceChanges();
     // Where the stroke buffer in use may hold dabs.
     const PixelRegion& strokeBufferRegion() const { return selectionActive ? rawStrokeUsed_ : strokeUsed_; }
 
@@ -173,6 +177,7 @@ private:
     void copyRegion(Framebuffer& target, Framebuffer& source, const PixelRegion& region);
 
     PixelRegion staleRegion_;        // other layer surface != current one
+    PixelRegion surfaceChanges_;     // current surface written since takeSurfaceChanges
     PixelRegion strokeUsed_;         // strokeBuffer may be non-zero here
     PixelRegion strokeFine_;         // the same in 16-pixel tiles: what the merge draws
     PixelRegion rawStrokeUsed_;      // rawStrokeBuffer likewise

@@ -3,6 +3,8 @@
 
 #include "canvas/GlPixels.h"
 
+#include <algorithm>
+
 #include <vector>
 
 #include <cstdio>
@@ -44,6 +46,35 @@ bool readTextureInto(GLuint textureId, int32_t width, int32_t height, GLenum for
     }
     glBindTexture(GL_TEXTURE_2D, static_cast<GLuint>(previous));
     return fits;
+}
+
+bool readFramebufferRegionInto(GLuint framebufferId, int32_t width, int32_t height, const PixelRegion& region,
+                               GLenum format, uint8_t* out, size_t bytes) {
+    const size_t channels = format == GL_RGBA || format == GL_BGRA ? 4 : format == GL_RGB || format == GL_BGR ? 3 : 1;
+    const size_t row = (static_cast<size_t>(width) * channels + 3) / 4 * 4;
+    if (width <= 0 || height <= 0 || framebufferId == 0 || !out || bytes < row * static_cast<size_t>(height)) {
+        std::fprintf(stderr, "readFramebufferRegionInto: nothing to read or no room (framebuffer %u, %d x %d)\n",
+                     framebufferId, width, height);
+        return false;
+    }
+    GLint previous = 0;
+    glGetIntegerv(GL_READ_FRAMEBUFFER_BINDING, &previous);
+    glBindFramebuffer(GL_READ_FRAMEBUFFER, framebufferId);
+    glPushClientAttrib(GL_CLIENT_PIXEL_STORE_BIT);
+    glPixelStorei(GL_PACK_ALIGNMENT, 4);
+    glPixelStorei(GL_PACK_ROW_LENGTH, width);
+    for (PixelRect r : region.rects()) {
+        // Cut to the picture: a region of another size must not write outside `out`.
+        const int32_t x0 = std::max(0, r.x), y0 = std::max(0, r.y);
+        const int32_t x1 = std::min(width, r.right()), y1 = std::min(height, r.top());
+        if (x1 <= x0 || y1 <= y0) continue;
+        glPixelStorei(GL_PACK_SKIP_PIXELS, x0);
+        glPixelStorei(GL_PACK_SKIP_ROWS, y0);
+        glReadPixels(x0, y0, x1 - x0, y1 - y0, format, GL_UNSIGNED_BYTE, out);
+    }
+    glPopClientAttrib();
+    glBindFramebuffer(GL_READ_FRAMEBUFFER, static_cast<GLuint>(previous));
+    return true;
 }
 
 void drawQuad(float x, float y, float width, float height) {

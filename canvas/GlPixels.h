@@ -19,6 +19,14 @@ std::vector<uint8_t> readTexture(GLuint textureId, int32_t width, int32_t height
 // standard error) when the texture is not of that size or the block too small.
 bool readTextureInto(GLuint textureId, int32_t width, int32_t height, GLenum format, uint8_t* out, size_t bytes);
 
+// Only the rectangles of `region` of a framebuffer object's colour target of
+// width x height, into `out`, which holds the whole picture as
+// readTextureInto writes it (`format`, rows padded to 4 bytes, bottom
+// first): the bytes outside the region are left as they are. False (and a
+// line on standard error) when the block is too small or there is no object.
+bool readFramebufferRegionInto(GLuint framebufferId, int32_t width, int32_t height, const PixelRegion& region,
+                               GLenum format, uint8_t* out, size_t bytes);
+
 // Immediate-mode quad, corners counter-clockwise from (x, y), texture
 // coordinates (0,0) (1,0) (1,1) (0,1), z 0.
 void drawQuad(float x, float y, float width, float height);

@@ -3,6 +3,8 @@
 #include <GL/glew.h>
 
 #include <cstdio>
+#include <exception>
+#include <memory>
 
 #include "brush/BrushTips.h"
 #include "canvas/Canvas.h"
@@ -23,6 +25,7 @@
 #include "io/ImageLoad.h"
 #include "platform/Clock.h"
 #include "platform/HeadlessGl.h"
+#include "widgets/GlFont.h"
 
 namespace {
 
@@ -179,7 +182,7 @@ int renderFile(const std::string& path, const std::string& output, bool replay) 
     return kBatchOk;
 }
 
-int exportVideo(const std::string& path, const std::string& output, int format) {
+int exportVideo(const std::string& path, const std::string& output, int format, const std::string& author) {
     io::VideoContainer container = io::VideoContainer::Avi;
     if (!videoContainerForPath(output, container))
         return badInput(output, "the film's name must end in .avi or .mp4");
@@ -197,8 +200,19 @@ int exportVideo(const std::string& path, const std::string& output, int format) 
         return loaded;
     }
     int result = kBatchOk;
+    std::unique_ptr<GlFont> font;
+    if (!author.empty()) {
+        try {
+            font = makeInterfaceFont();
+        } catch (const std::exception& e) {
+            std::fprintf(stderr, "kestrelwing: no font for the author's name: %s\n", e.what());
+            gCanvas.freeSurfaces();
+            return kBatchFailed;
+        }
+    }
     {
         VideoExport job(gHistory, gCanvas, gLayers);
+        job.setWatermark(utf8ToLatin1(author), font.get());
         const io::VideoFormat& f = io::kVideoFormats[static_cast<std::size_t>(format)];
         if (!job.start(output, format, container)) {
             std::fprintf(stderr, "%s: %s\n", output.c_str(), job.error().c_str());
@@ -233,7 +247,7 @@ int exportVideo(const std::string& path, const std::string& output, int format) 
 }
 
 int runBatch(const CommandLine& cl) {
-    if (cl.mode == CommandLine::Mode::ExportVideo) return exportVideo(cl.file, cl.output, cl.videoFormat);
+    if (cl.mode == CommandLine::Mode::ExportVideo) return exportVideo(cl.file, cl.output, cl.videoFormat, cl.author);
     if (cl.mode == CommandLine::Mode::Info) return printProcessInfo(cl.file, stdout);
     if (cl.mode == CommandLine::Mode::Render) return renderFile(cl.file, cl.output, cl.replay);
     return kBatchFailed;

@@ -30,7 +30,7 @@ CommandLine parseBatch(CommandLine::Mode mode, const std::vector<std::string>& a
     return cl;
 }
 
-// --export-video FILE.dpf OUT.{avi,mp4} [--format 480p|720p|1080p]
+// --export-video FILE.dpf OUT.{avi,mp4} [--format 480p|720p|1080p] [--author NAME]
 CommandLine parseExportVideo(const std::vector<std::string>& args) {
     CommandLine cl;
     cl.mode = CommandLine::Mode::ExportVideo;
@@ -44,6 +44,9 @@ CommandLine parseExportVideo(const std::vector<std::string>& args) {
             else if (name == "720p") cl.videoFormat = 1;
             else if (name == "1080p") cl.videoFormat = 2;
             else return failure("unknown video format: " + name + " (480p, 720p or 1080p)");
+        } else if (arg == "--author") {
+            if (i + 1 >= args.size()) return failure("--author needs a name");
+            cl.author = args[++i];
         } else if (arg.size() > 1 && arg[0] == '-') {
             return failure("unknown option: " + arg);
         } else {
@@ -91,6 +94,7 @@ const char* usageText() {
            "       kestrelwing --info FILE.dpf\n"
            "       kestrelwing --render [--replay] FILE OUT.png\n"
            "       kestrelwing --export-video FILE.dpf OUT.avi|OUT.mp4 [--format 480p|720p|1080p]\n"
+           "                    [--author NAME]\n"
            "A digital-painting program.\n"
            "\n"
            "  FILE          an image, a layered picture (.kwf) or a drawing process (.dpf) to open\n"
@@ -102,7 +106,9 @@ const char* usageText() {
            "  --export-video  replay the process into a film, one frame per action, without a\n"
            "                window: AVI (MPEG-4, DIVX) or MP4 (H.264) by OUT's extension;\n"
            "                --format 480p (704 x 480, 30 fps), 720p (1280 x 720, 25 fps,\n"
-           "                the default) or 1080p (1920 x 1080, 25 fps). Progress on standard error\n"
+           "                the default) or 1080p (1920 x 1080, 25 fps); --author NAME writes\n"
+           "                \"created by NAME with Kestrelwing\" in the corner of every frame.\n"
+           "                Progress on standard error\n"
            "  --version     print the version and exit\n"
            "  --help        print this text and exit\n"
            "\n"

@@ -10,6 +10,7 @@ struct CommandLine {
     std::string output; // Render: the image to write; ExportVideo: the film
     bool replay = false; // Render: execute the actions from a blank canvas
     int videoFormat = 1; // ExportVideo: index of 480p, 720p, 1080p
+    std::string author;  // ExportVideo: the watermark's name, empty for none
     std::string error;  // Error: one line saying what is wrong
 };
 

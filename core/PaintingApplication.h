@@ -65,6 +65,8 @@ public:
     int currentToolIndex_ = 1; // index into the painter's tools
     int previousToolIndex = 1;
     std::string imageName;
+    // The "Author:" field of the last video export; for this run only.
+    std::string authorName;
     std::string autosavePath; // where the autosave writes this run
     // Commands: the four that hold a mode while their keys are down (offered
     // the modifier mask at every tick), and those run for unconsumed keys.

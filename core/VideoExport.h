@@ -20,8 +20,10 @@
 #include "io/VideoWriter.h"
 
 class Canvas;
+class GlFont;
 class History;
 class MultiLayeredImage;
+class PixelRegion;
 struct Framebuffer;
 
 // The film's container by the output's extension (.avi, .mp4, any case);
@@ -42,6 +44,11 @@ public:
     // start. False (reason in error()) with the picture untouched and
     // nothing on disk. format: index into io::kVideoFormats.
     bool start(const std::string& path, int format, io::VideoContainer container);
+    // From now on every frame carries "created by <author> with Kestrelwing"
+    // in its bottom-left corner, in `font` (not owned; it must outlive the
+    // export). Text of single Latin-1 bytes. An empty author, or no font,
+    // gives frames without it.
+    void setWatermark(const std::string& author, const GlFont* font);
     // Frames until budgetMs have passed (at least one). False when every
     // action has its frame, or on a failure (failed()).
     bool update(int budgetMs);
@@ -58,10 +65,19 @@ public:
     const std::string& error() const { return reason; }
     // Milliseconds since the first update, for the estimate of the rest.
     int32_t elapsedMs() const;
+    // Every frame composed and read back whole, as a reference; by default
+    // a frame is composed and read back only where the step changed the
+    // picture, and a step that changed nothing reuses the last frame's bytes.
+    void setWholeFrames(bool whole) { wholeFrames = whole; }
+    // The last frame handed to the writer: BGR rows, bottom first, padded to 4 bytes.
+    const std::vector<uint8_t>& lastFrame() const { return frame; }
 
 private:
     bool writeCurrentFrame();
     void composeFrame();
+    void composeRegion(const PixelRegion& changes);
+    void drawWatermark();
+    std::vector<uint64_t> frameKey() const;
     void restorePicture();
 
     History& history;
@@ -72,6 +88,9 @@ private:
     std::unique_ptr<Framebuffer> surface; // canvas-sized target of the composition
     std::unique_ptr<Framebuffer> below;   // the layers under the current one, over the grey
     std::vector<uint64_t> belowKey;       // what `below` was composed from
+    bool belowUsed = false;               // the last whole composition started from `below`
+    std::vector<uint64_t> lastKey;        // all but the current surface's pixels of the last frame
+    bool wholeFrames = false;
     std::vector<uint8_t> frame;           // BGR, bottom-up
     std::vector<uint8_t> canvasPixels;    // RGBA read-back of a canvas of another size
     io::VideoFormat format{};
@@ -82,4 +101,6 @@ private:
     bool failure = false;
     bool savedMirrored = false;
     std::string reason;
+    std::string watermark; // the whole line, empty for none
+    const GlFont* watermarkFont = nullptr;
 };

@@ -128,3 +128,39 @@ TEST_F(GpuPixels, PushOrthoKeepsMatrixModeAndRestoresProjection) {
     glGetIntegerv(GL_PROJECTION_STACK_DEPTH, &after);
     EXPECT_EQ(after, depth);
 }
+
+// Reading only a region of a surface into a whole picture: the tiles of the
+// region come from the card, every other byte (padding too) stays.
+TEST_F(GpuPixels, RegionReadBackWritesOnlyTheRegionsTiles) {
+    const int w = 70, h = 130;
+    Framebuffer fb(w, h);
+    ASSERT_TRUE(fb.create(false, false));
+    ASSERT_TRUE(fb.complete);
+    const auto bytes = premultipliedPattern(w, h, 5);
+    glBindTexture(GL_TEXTURE_2D, fb.textureId);
+    glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, w, h, GL_RGBA, GL_UNSIGNED_BYTE, bytes.data());
+    glBindTexture(GL_TEXTURE_2D, 0);
+
+    PixelRegion region(w, h); // tiles of 64: a 5 x 5 box at (10, 70) marks x 0..63, y 64..127
+    region.add(PixelRect{10, 70, 5, 5});
+    const std::size_t row = (w * 3 + 3) / 4 * 4; // 212: two bytes of padding a row
+    std::vector<uint8_t> out(row * h, 0xEE);
+    ASSERT_TRUE(readFramebufferRegionInto(fb.framebufferId, w, h, region, GL_BGR, out.data(), out.size()));
+    int wrong = 0;
+    for (int y = 0; y < h; ++y)
+        for (std::size_t i = 0; i < row; ++i) {
+            const int x = static_cast<int>(i / 3);
+            uint8_t expect = 0xEE;
+            if (i < static_cast<std::size_t>(w) * 3 && x < 64 && y >= 64 && y < 128)
+                expect = bytes[(static_cast<std::size_t>(y) * w + x) * 4 + (2 - i % 3)];
+            wrong += out[static_cast<std::size_t>(y) * row + i] != expect;
+        }
+    EXPECT_EQ(wrong, 0);
+    GLint readBinding = -1;
+    glGetIntegerv(GL_READ_FRAMEBUFFER_BINDING, &readBinding);
+    EXPECT_EQ(readBinding, 0);
+    ::testing::internal::CaptureStderr();
+    EXPECT_FALSE(readFramebufferRegionInto(fb.framebufferId, w, h, region, GL_BGR, out.data(), out.size() - 1));
+    EXPECT_FALSE(::testing::internal::GetCapturedStderr().empty());
+    fb.destroy();
+}

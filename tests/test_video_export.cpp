@@ -17,6 +17,7 @@
 #include "io/VideoFrame.h"
 #include "io/VideoWriter.h"
 #include "support/GlTestContext.h"
+#include "widgets/GlFont.h"
 #include "test_process_document.h"
 #include "test_process_support.h"
 #include "video_test_support.h"
@@ -418,6 +419,218 @@ TEST_F(VideoExportGl, AnEmptyListOrAnUnwritableFolderDoesNotStart) {
     fs::remove_all(dir);
 }
 
+// ---- the author's watermark ----------------------------------------------------------------
+
+namespace {
+
+const std::string kTestFont = std::string(KW_TEST_DATA_DIR) + "/fonts/test.TTF";
+
+// Every frame of an export of doc's history, as handed to the writer; with
+// `author` set through setWatermark unless it is null.
+std::vector<std::vector<uint8_t>> exportedFrames(processtest::GlDocument& doc, const fs::path& dir, int format,
+                                                 const char* author, const GlFont* font) {
+    std::vector<std::vector<uint8_t>> frames;
+    VideoExport job(doc.history, doc.canvas, doc.layers);
+    if (author) job.setWatermark(author, font);
+    const std::string path = (dir / "film.avi").string();
+    if (!job.start(path, format, VideoContainer::Avi)) {
+        ADD_FAILURE() << job.error();
+        return frames;
+    }
+    bool more = true;
+    while (more) {
+        more = job.update(0);
+        frames.push_back(job.lastFrame());
+    }
+    EXPECT_FALSE(job.failed()) << job.error();
+    EXPECT_TRUE(job.finish()) << job.error();
+    fs::remove(path);
+    return frames;
+}
+
+// Strokes in the middle of the canvas on two layers, the bottom-left corner left grey.
+void paintMiddle(processtest::GlDocument& doc) {
+    Brush brush;
+    brush.size = 30;
+    const float cx = doc.canvas.width * 0.5f, cy = doc.canvas.height * 0.5f;
+    doc.perform(processtest::stroke(brush, {0.9f, 0.2f, 0.1f}, cx - 100, cy - 40, 20, 8, 10));
+    doc.perform(std::make_unique<NewLayerAction>(doc.canvas, doc.layers));
+    doc.perform(processtest::stroke(brush, {0.1f, 0.3f, 0.9f}, cx - 60, cy + 50, 15, -10, 10));
+    doc.perform(processtest::stroke(brush, {1.0f, 1.0f, 1.0f}, cx, cy, 10, 10, 6));
+}
+
+} // namespace
+
+TEST_F(VideoExportGl, TheAuthorsLineChangesOnlyTheBottomLeftCornerInBlackAndWhite) {
+    const fs::path dir = freshDir("watermark");
+    GlFont font(kTestFont, 10);
+    ASSERT_FALSE(font.usedFallback);
+    // The 720p frame's own size: the frame is the canvas, one unit a pixel.
+    processtest::GlDocument doc(1280, 720);
+    setDabSink(&doc.canvas);
+    paintMiddle(doc);
+    const std::vector<std::vector<uint8_t>> plain = exportedFrames(doc, dir, 1, nullptr, nullptr);
+    const std::vector<std::vector<uint8_t>> marked = exportedFrames(doc, dir, 1, "Ada Lovelace", &font);
+    ASSERT_EQ(plain.size(), doc.history.actionCount());
+    ASSERT_EQ(marked.size(), plain.size());
+
+    // Where the line may land, from the font's own tables: the base line at
+    // half the font's height (plus one for the white copy), glyphs no higher
+    // than twice the nominal size above it, as wide as the advances say plus
+    // the white copy's unit and a glyph's overhang.
+    const std::string line = "created by Ada Lovelace with Kestrelwing";
+    const int bandWidth = textWidth(&font, line) + 1 + static_cast<int>(font.height);
+    const int bandHeight = static_cast<int>(font.height * 2.5f) + 2;
+    const int stride = static_cast<int>(io::VideoWriter::imageSize(1280, 720) / 720);
+    for (std::size_t k = 0; k < plain.size(); ++k) {
+        ASSERT_EQ(plain[k].size(), marked[k].size());
+        int changed = 0, outside = 0, coloured = 0, darkest = 255, lightest = 0;
+        for (int y = 0; y < 720; ++y) // bottom row first
+            for (int x = 0; x < 1280; ++x) {
+                const uint8_t* a = &plain[k][static_cast<std::size_t>(y) * stride + x * 3];
+                const uint8_t* b = &marked[k][static_cast<std::size_t>(y) * stride + x * 3];
+                if (a[0] == b[0] && a[1] == b[1] && a[2] == b[2]) continue;
+                ++changed;
+                if (x >= bandWidth || y >= bandHeight) ++outside;
+                // Black and white over grey stay grey.
+                if (a[0] == a[1] && a[1] == a[2] && (b[0] != b[1] || b[1] != b[2])) ++coloured;
+                darkest = std::min<int>(darkest, b[0]);
+                lightest = std::max<int>(lightest, b[0]);
+            }
+        EXPECT_GT(changed, 100) << "frame " << k;
+        EXPECT_EQ(outside, 0) << "frame " << k;
+        EXPECT_EQ(coloured, 0) << "frame " << k;
+        EXPECT_LT(darkest, 40) << "frame " << k;
+        EXPECT_GT(lightest, 215) << "frame " << k;
+    }
+    fs::remove_all(dir);
+}
+
+TEST_F(VideoExportGl, AnEmptyAuthorGivesTheFramesWithoutALine) {
+    const fs::path dir = freshDir("nowatermark");
+    GlFont font(kTestFont, 10);
+    processtest::GlDocument doc(300, 200);
+    setDabSink(&doc.canvas);
+    paintMiddle(doc);
+    const std::vector<std::vector<uint8_t>> plain = exportedFrames(doc, dir, 0, nullptr, nullptr);
+    const std::vector<std::vector<uint8_t>> empty = exportedFrames(doc, dir, 0, "", &font);
+    ASSERT_EQ(plain.size(), doc.history.actionCount());
+    EXPECT_TRUE(plain == empty);
+    // A name on this smaller canvas still lands in the corner, at the same share of the height.
+    const std::vector<std::vector<uint8_t>> marked = exportedFrames(doc, dir, 0, "A", &font);
+    ASSERT_EQ(marked.size(), plain.size());
+    EXPECT_NE(marked.back(), plain.back());
+    fs::remove_all(dir);
+}
+
+// ---- frames redrawn where a step changed them ---------------------------------------------
+
+namespace {
+
+// Strokes on three layers with switches between them and layer operations
+// that change no layer's pixels (opacity, visibility, order, mirror).
+void paintLayeredSteps(processtest::GlDocument& doc) {
+    Canvas& c = doc.canvas;
+    MultiLayeredImage& l = doc.layers;
+    const float w = static_cast<float>(c.width), h = static_cast<float>(c.height);
+    Brush small;
+    small.size = 7;
+    Brush wide;
+    wide.size = 40;
+    for (int i = 0; i < 4; ++i)
+        doc.perform(processtest::stroke(small, {0.2f * i, 0.8f, 0.3f}, w * (0.1f + 0.2f * i), h * 0.2f, 6, 5, 9));
+    doc.perform(std::make_unique<NewLayerAction>(c, l));
+    doc.perform(processtest::stroke(wide, {0.9f, 0.1f, 0.1f}, w * 0.3f, h * 0.5f, 9, -3, 12));
+    doc.perform(processtest::stroke(small, {0.1f, 0.1f, 0.9f}, 2, 2, 4, 3, 10)); // over the corner
+    doc.perform(std::make_unique<LayerChangeAction>(c, l, 0));
+    doc.perform(processtest::stroke(wide, {0.1f, 0.7f, 0.9f}, w * 0.25f, h * 0.45f, 7, 4, 12));
+    doc.perform(std::make_unique<LayerChangeAction>(c, l, 1));
+    doc.perform(std::make_unique<LayerOpacityChangeAction>(c, l, 55));
+    doc.perform(processtest::stroke(small, {1, 1, 0}, w * 0.6f, h * 0.7f, -5, -6, 10));
+    doc.perform(std::make_unique<LayerVisibilityToggleAction>(c, l));
+    doc.perform(processtest::stroke(wide, {0, 0, 0}, w * 0.5f, h * 0.5f, 4, 4, 8)); // on the hidden layer
+    doc.perform(std::make_unique<LayerVisibilityToggleAction>(c, l));
+    doc.perform(std::make_unique<NewLayerAction>(c, l));
+    doc.perform(processtest::stroke(wide, {0.5f, 0.2f, 0.8f}, w * 0.8f, h * 0.3f, -8, 5, 12));
+    doc.perform(std::make_unique<LayerMoveAction>(c, l, 0));
+    doc.perform(processtest::stroke(small, {0.9f, 0.9f, 0.9f}, w * 0.7f, h * 0.8f, -6, -2, 10));
+    doc.perform(std::make_unique<LayerFlipAction>(c, l));
+    doc.perform(std::make_unique<LayerChangeAction>(c, l, 2));
+    doc.perform(processtest::stroke(small, {0.3f, 0.3f, 0.3f}, w * 0.1f, h * 0.9f, 5, -5, 10));
+    doc.perform(std::make_unique<CanvasFlipAction>(c, l));
+    doc.perform(processtest::stroke(wide, {0.6f, 0.4f, 0.1f}, w * 0.4f, h * 0.1f, 6, 6, 10));
+    doc.perform(std::make_unique<LayerMergeDownAction>(c, l));
+    doc.perform(processtest::stroke(small, {0.2f, 0.9f, 0.5f}, w * 0.9f, h * 0.6f, -7, 1, 10));
+}
+
+// The first frame where the two exports differ, or -1.
+int firstDifference(const std::vector<std::vector<uint8_t>>& a, const std::vector<std::vector<uint8_t>>& b) {
+    if (a.size() != b.size()) return 0;
+    for (std::size_t k = 0; k < a.size(); ++k)
+        if (a[k] != b[k]) return static_cast<int>(k);
+    return -1;
+}
+
+std::vector<std::vector<uint8_t>> framesOf(processtest::GlDocument& doc, const fs::path& dir, int format,
+                                           bool whole, const GlFont* font) {
+    std::vector<std::vector<uint8_t>> frames;
+    VideoExport job(doc.history, doc.canvas, doc.layers);
+    job.setWholeFrames(whole);
+    if (font) job.setWatermark("Ada", font);
+    if (!job.start((dir / "film.avi").string(), format, VideoContainer::Avi)) {
+        ADD_FAILURE() << job.error();
+        return frames;
+    }
+    bool more = true;
+    while (more) {
+        more = job.update(0);
+        frames.push_back(job.lastFrame());
+    }
+    EXPECT_FALSE(job.failed()) << job.error();
+    job.abort();
+    return frames;
+}
+
+} // namespace
+
+TEST_F(VideoExportGl, FramesRedrawnWhereTheyChangedEqualWholeCompositions) {
+    const fs::path dir = freshDir("partial");
+    GlFont font(kTestFont, 10);
+    struct Case {
+        int w, h, format;
+        bool mark;
+    };
+    // The frame's own size (read straight into the frame) and a canvas placed in it, with and without a name.
+    for (const Case& k : {Case{704, 480, 0, false}, Case{704, 480, 0, true}, Case{300, 200, 0, true},
+                          Case{1400, 700, 0, false}}) {
+        SCOPED_TRACE(std::to_string(k.w) + " x " + std::to_string(k.h) + (k.mark ? ", named" : ""));
+        processtest::GlDocument doc(k.w, k.h);
+        setDabSink(&doc.canvas);
+        paintLayeredSteps(doc);
+        const auto whole = framesOf(doc, dir, k.format, true, k.mark ? &font : nullptr);
+        const auto partial = framesOf(doc, dir, k.format, false, k.mark ? &font : nullptr);
+        ASSERT_EQ(whole.size(), doc.history.actionCount());
+        EXPECT_EQ(firstDifference(whole, partial), -1);
+        // The steps do change the picture: equal frames are not for want of change.
+        int distinct = 0;
+        for (std::size_t i = 1; i < whole.size(); ++i) distinct += whole[i] != whole[i - 1];
+        EXPECT_GT(distinct, static_cast<int>(whole.size()) / 2);
+        setDabSink(nullptr);
+    }
+    // Every kind of action, crops and resizes among them.
+    processtest::GlDocument doc(40, 30);
+    setDabSink(&doc.canvas);
+    processtest::performEveryActionType(doc);
+    Brush brush;
+    brush.size = 5;
+    doc.perform(processtest::stroke(brush, {0.9f, 0.5f, 0.1f}, 2, 2, 2, 1, 8));
+    const auto whole = framesOf(doc, dir, 0, true, &font);
+    const auto partial = framesOf(doc, dir, 0, false, &font);
+    ASSERT_EQ(whole.size(), doc.history.actionCount());
+    EXPECT_EQ(firstDifference(whole, partial), -1);
+    fs::remove_all(dir);
+}
+
 // ---- the batch command ------------------------------------------------------------------
 
 namespace {
@@ -505,6 +718,14 @@ TEST(VideoBatchCommandLine, ParsesTheExport) {
                             {"kw", "--export-video", "a.dpf", "b.avi", "--format", "4k"},
                             {"kw", "--export-video", "a.dpf", "b.avi", "--format", ""},
                             {"kw", "--export-video", "a.dpf", "b.avi", "--fast", "x"}};
+    const char* named[] = {"kw", "--export-video", "--author", "Ada Lovelace", "a.dpf", "b.avi"};
+    cl = parseCommandLine(6, named);
+    EXPECT_EQ(cl.mode, CommandLine::Mode::ExportVideo);
+    EXPECT_EQ(cl.author, "Ada Lovelace");
+    EXPECT_EQ(cl.file, "a.dpf");
+    EXPECT_EQ(parseCommandLine(4, deflt).author, "");
+    const char* noName[] = {"kw", "--export-video", "a.dpf", "b.avi", "--author"};
+    EXPECT_EQ(parseCommandLine(5, noName).mode, CommandLine::Mode::Error);
     const int counts[] = {3, 6, 5, 5};
     for (int i = 0; i < 4; ++i) EXPECT_EQ(parseCommandLine(counts[i], bad[i]).mode, CommandLine::Mode::Error) << i;
 }
@@ -531,6 +752,37 @@ TEST_F(VideoBatch, FilmsOfEveryFormatHoldOneFramePerAction) {
             EXPECT_EQ(v["nb_read_frames"], "12");
             EXPECT_EQ(v["avg_frame_rate"], rates[i]);
         }
+}
+
+TEST_F(VideoBatch, AnAuthorMarksTheBottomLeftCornerOfTheFilm) {
+    if (!videotest::toolsPresent()) GTEST_SKIP() << "ffmpeg is not installed";
+    const int W = 704, H = 480;
+    saveProcess("p.dpf", W, H, 6);
+    RunResult r = runBinary("--export-video " + file("p.dpf") + " " + file("plain.avi") + " --format 480p", dir);
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    r = runBinary("--export-video " + file("p.dpf") + " " + file("marked.avi") + " --format 480p --author 'Ada Lovelace'",
+                  dir);
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    const std::vector<uint8_t> plain = videotest::decodeFrames(file("plain.avi"), file("plain.raw"));
+    const std::vector<uint8_t> marked = videotest::decodeFrames(file("marked.avi"), file("marked.raw"));
+    const std::size_t frameBytes = static_cast<std::size_t>(W) * H * 3;
+    ASSERT_EQ(plain.size(), 7 * frameBytes);
+    ASSERT_EQ(marked.size(), plain.size());
+    // The last frame, rows top-down: the line sits within the bottom 60 rows
+    // and the left half; the rest differs by coding noise at most.
+    const uint8_t* a = plain.data() + 6 * frameBytes;
+    const uint8_t* b = marked.data() + 6 * frameBytes;
+    long inBand = 0, outside = 0;
+    for (int y = 0; y < H; ++y)
+        for (int x = 0; x < W; ++x)
+            for (int c = 0; c < 3; ++c) {
+                const std::size_t i = (static_cast<std::size_t>(y) * W + x) * 3 + c;
+                const int d = std::abs(a[i] - b[i]);
+                if (y >= H - 60 && x < W / 2) inBand += d > 40;
+                else outside = std::max<long>(outside, d);
+            }
+    EXPECT_GT(inBand, 100);
+    EXPECT_LE(outside, 24);
 }
 
 TEST_F(VideoBatch, TheLastFrameIsTheReplayedPicture) {

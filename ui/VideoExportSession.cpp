@@ -24,6 +24,7 @@
 #include "widgets/Dialog.h"
 #include "widgets/EditControl.h"
 #include "widgets/GUI.h"
+#include "widgets/GlFont.h"
 #include "widgets/GuiRoot.h"
 #include "widgets/TextWidget.h"
 
@@ -137,6 +138,7 @@ bool startVideoExport(const std::string& path, int format, io::VideoContainer co
     gHistory.runQueuedActions();
     auto session = std::make_unique<Session>();
     session->path = path;
+    session->job.setWatermark(gApp->authorName, gFontGui.get());
     if (!session->job.start(path, format, container)) {
         std::fprintf(stderr, "video export: %s\n", session->job.error().c_str());
         gApp->showMessage("command aborted");
@@ -205,6 +207,7 @@ bool openVideoExportDialog() {
     gContainer.reset();
     gCodecs.reset();
     if (result != kDialogOk) return false;
+    gApp->authorName = author->text();
     gLastFormat = std::clamp(format->selected, 0, static_cast<int>(io::kVideoFormats.size()) - 1);
     gLastContainer = std::clamp(container->selected, 0, 1);
     const io::VideoContainer chosen = gLastContainer == 0 ? io::VideoContainer::Avi : io::VideoContainer::Mp4;

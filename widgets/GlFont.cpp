@@ -248,12 +248,20 @@ void print(const GlFont& font, float x, float y, const char* format, ...) {
     printInWindow(font, x, y, rect, buffer);
 }
 
+namespace {
+int scaledFontSize(int size) { return static_cast<int>(static_cast<float>(size) * GuiScale); }
+} // namespace
+
+std::unique_ptr<GlFont> makeInterfaceFont() {
+    return std::make_unique<GlFont>(systemInterfaceFontPath(), scaledFontSize(10));
+}
+
 void loadGlobalFonts() {
     const std::string system = systemInterfaceFontPath();
-    auto scaled = [](int size) { return static_cast<int>(static_cast<float>(size) * GuiScale); };
+    auto scaled = scaledFontSize;
     gFontNotification = std::make_unique<GlFont>(system, scaled(40));
     gFontTitle = std::make_unique<GlFont>(system, scaled(30));
-    gFontGui = std::make_unique<GlFont>(system, scaled(10));
+    gFontGui = makeInterfaceFont();
     gFontMono = std::make_unique<GlFont>(platform::dataDir() + "/fonts/DroidSansMono.TTF", scaled(9));
 }
 

@@ -77,6 +77,9 @@ extern std::unique_ptr<GlFont> gFontNotification; // system font, 40
 extern std::unique_ptr<GlFont> gFontTitle;        // system font, 30
 extern std::unique_ptr<GlFont> gFontGui;          // system font, 10
 extern std::unique_ptr<GlFont> gFontMono;         // DroidSansMono.TTF, 9
+// The interface font as gFontGui is built, for a context of its own (the
+// batch film export). Throws when even the fallback font fails.
+std::unique_ptr<GlFont> makeInterfaceFont();
 // Builds them at size x GuiScale; needs a current GL context. Throws when
 // even the fallback font fails.
 void loadGlobalFonts();

@@ -5,14 +5,17 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <filesystem>
 #include <map>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "e2e/AppSession.h"
+#include "video_test_support.h"
 
 namespace fs = std::filesystem;
 
@@ -190,5 +193,59 @@ TEST(VideoE2E, CancelInTheDialogChangesNothing) {
     app.waitFrames(20);
     EXPECT_EQ(app.output().find("exporting video"), std::string::npos) << app.output();
     EXPECT_EQ(target.files(), 0u);
+    EXPECT_TRUE(app.running());
+}
+
+// A name typed into "Author:" lands in the film's bottom-left corner; the
+// rest of the last frame stays as the same export without a name has it.
+TEST(VideoE2E, TheAuthorFieldMarksTheFilmsCorner) {
+    if (std::system("ffmpeg -version >/dev/null 2>&1") != 0) GTEST_SKIP() << "ffmpeg is not installed";
+    ExportTarget target("author");
+    AppSession app;
+    ASSERT_TRUE(app.start()) << app.output();
+    paintStrokes(app, 4);
+    app.waitFrames(20);
+    app.xdotool("key v");
+    app.waitFrames(15);
+    app.xdotool("key Return");
+    ASSERT_TRUE(waitForOutput(app, "video written to " + (target.dir / "film.avi").string(), 60000))
+        << app.output();
+    app.waitFrames(20);
+    app.xdotool("key v");
+    app.waitFrames(15);
+    // The dialog stands in the middle of the window: a click in the author
+    // field, the name, a click on OK.
+    const int w = app.windowWidth(), h = app.windowHeight();
+    app.moveMouse(w / 2 + 60, h / 2 + 11);
+    app.xdotool("click 1");
+    app.waitFrames(5);
+    app.xdotool("type Ada");
+    app.waitFrames(5);
+    app.moveMouse(w / 2 + 24, h / 2 + 94);
+    app.xdotool("click 1");
+    ASSERT_TRUE(waitForOutput(app, "video written to " + (target.dir / "film_1.avi").string(), 60000))
+        << app.output();
+    const std::vector<uint8_t> plain =
+        videotest::decodeFrames((target.dir / "film.avi").string(), (target.dir / "plain.raw").string());
+    const std::vector<uint8_t> marked =
+        videotest::decodeFrames((target.dir / "film_1.avi").string(), (target.dir / "marked.raw").string());
+    const int W = 704, H = 480;
+    const std::size_t frameBytes = static_cast<std::size_t>(W) * H * 3;
+    ASSERT_EQ(plain.size(), 5 * frameBytes);
+    ASSERT_EQ(marked.size(), plain.size());
+    const uint8_t* a = plain.data() + 4 * frameBytes;
+    const uint8_t* b = marked.data() + 4 * frameBytes;
+    long inCorner = 0;
+    int outside = 0;
+    for (int y = 0; y < H; ++y) // rows top-down
+        for (int x = 0; x < W; ++x)
+            for (int c = 0; c < 3; ++c) {
+                const std::size_t i = (static_cast<std::size_t>(y) * W + x) * 3 + c;
+                const int d = std::abs(a[i] - b[i]);
+                if (y >= H - 100 && x < W / 2) inCorner += d > 40;
+                else outside = std::max(outside, d);
+            }
+    EXPECT_GT(inCorner, 50) << "the name is in the corner";
+    EXPECT_LE(outside, 24) << "and nowhere else";
     EXPECT_TRUE(app.running());
 }
