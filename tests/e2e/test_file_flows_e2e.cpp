@@ -538,19 +538,26 @@ TEST(FileFlowsE2E, UnsavedWorkIsAskedAboutBeforeANewImage) {
 }
 
 // The desktop's dialog: zenity on its own thread while the window lives on.
+// Focuses the desktop dialog with that title, waiting for it at most 20 s
+// (a dialog that never comes must fail the test, not hang it).
+bool focusDialog(const std::string& titlePattern) {
+    const std::string command = "timeout 20 xdotool search --sync --name \"" + titlePattern + "\" windowfocus --sync";
+    return std::system(command.c_str()) == 0;
+}
+
 TEST(FileFlowsE2E, ZenityDialogOnItsOwnThread) {
     if (std::system("command -v zenity > /dev/null 2>&1") != 0) GTEST_SKIP() << "zenity is not installed";
     FlowSession s; // no script: the desktop's dialog answers
     ASSERT_TRUE(s.start()) << s.app.output();
     s.key("s", 5);
-    s.app.xdotool("search --sync --name \"^Save image$\" windowfocus --sync");
+    ASSERT_TRUE(focusDialog("^Save image as:$")) << s.app.output();
     usleep(1500 * 1000);
     // The program's keys still arrive while zenity waits, and no second
     // dialog starts.
     s.app.xdotool("windowfocus --sync " + std::to_string(s.app.windowId()));
     s.key("l", 10);
     EXPECT_TRUE(s.waitFor("please answer the open file dialog first")) << s.app.output();
-    s.app.xdotool("search --sync --name \"^Save image$\" windowfocus --sync");
+    ASSERT_TRUE(focusDialog("^Save image as:$")) << s.app.output();
     usleep(300 * 1000);
     s.app.xdotool("key ctrl+a");
     s.app.xdotool("type --delay 20 " + s.W + "/via_zenity.png");
