@@ -154,7 +154,10 @@ std::string systemInterfaceFontPath() {
     std::string path = fallbackFontPath();
     if (!FcInit()) return path;
     FcPattern* pattern = FcNameParse(reinterpret_cast<const FcChar8*>("sans-serif:style=Regular"));
-    if (!pattern) return path;
+    if (!pattern) {
+        FcFini();
+        return path;
+    }
     FcConfigSubstitute(nullptr, pattern, FcMatchPattern);
     FcDefaultSubstitute(pattern);
     FcResult result = FcResultNoMatch;
@@ -165,6 +168,9 @@ std::string systemInterfaceFontPath() {
         FcPatternDestroy(match);
     }
     FcPatternDestroy(pattern);
+    // Only the file's path is kept: fontconfig's configuration goes with it
+    // (nothing else here uses fontconfig), so none of it is left at exit.
+    FcFini();
     return path;
 }
 
