@@ -9,20 +9,8 @@
 #include "widgets/GuiRoot.h"
 
 namespace {
-constexpr int kEnter = 13;
 
-// Enter answers OK wherever the focus stands, also on the check box.
-class ReplayPromptDialog : public Dialog {
-public:
-    using Dialog::Dialog;
-    int onKey(int key, int x, int y) override {
-        if (focused && key == kEnter) {
-            accept();
-            return 1;
-        }
-        return Dialog::onKey(key, x, y);
-    }
-};
+using ReplayPromptDialog = EnterAcceptsDialog;
 
 // Weak: the dialog stack and the running runModal own the prompt.
 std::weak_ptr<Dialog> gPrompt;

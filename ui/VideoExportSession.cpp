@@ -30,7 +30,6 @@
 
 namespace {
 constexpr int kEsc = 27;
-constexpr int kEnter = 13;
 constexpr int32_t kEstimatePeriodMs = 2000;
 
 // The check box keeps its state while the program runs. The encoder follows
@@ -43,18 +42,7 @@ std::weak_ptr<Dialog> gDialog;
 std::weak_ptr<ComboWidget> gFormat, gContainer;
 std::weak_ptr<CheckBoxWidget> gCodecs;
 
-// Enter answers OK wherever the focus stands.
-class VideoOptionsDialog : public Dialog {
-public:
-    using Dialog::Dialog;
-    int onKey(int key, int x, int y) override {
-        if (focused && key == kEnter) {
-            accept();
-            return 1;
-        }
-        return Dialog::onKey(key, x, y);
-    }
-};
+using VideoOptionsDialog = EnterAcceptsDialog;
 
 // Takes the input while the export runs: ESC stops it, the rest is swallowed.
 class ExportListener : public InputListener {

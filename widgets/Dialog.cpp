@@ -308,6 +308,14 @@ int runBox(int w, int h, const std::string& text, std::initializer_list<ButtonSp
 
 int messageBox(const std::string& text) { return runBox(300, 200, text, {{"OK", 0, &Dialog::accept}}); }
 
+int EnterAcceptsDialog::onKey(int key, int x, int y) {
+    if (focused && key == 13) {
+        accept();
+        return 1;
+    }
+    return Dialog::onKey(key, x, y);
+}
+
 std::shared_ptr<ButtonWidget> addCancelAndAccept(Dialog& dialog, const std::string& acceptLabel,
                                                  std::function<void()> onAccept) {
     Dialog* d = &dialog; // the buttons live inside the dialog

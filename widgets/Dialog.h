@@ -91,6 +91,14 @@ void setModalStartHook(std::function<void()> hook);
 // ---- standard boxes ---------------------------------------------------------------
 
 // "OK". Returns kDialogOk, or kDialogCancel for Esc.
+// A dialog that Enter accepts wherever the focus stands (on a check box or a
+// combo too), as short questions with one obvious answer want.
+class EnterAcceptsDialog : public Dialog {
+public:
+    using Dialog::Dialog;
+    int onKey(int key, int x, int y) override;
+};
+
 class ButtonWidget;
 // The pair most dialogs end with: "Cancel" in the bottom right corner and the
 // accepting button left of it (110 by 30 each). onAccept defaults to
