@@ -44,6 +44,9 @@ struct ClipboardConnection {
     std::list<OutgoingTransfer> outgoing;
     bool owning = false;
     bool tried = false;
+    // A wait for an answer is reading this connection's events (its idle
+    // function pumps the window, whose tick must not take them away).
+    int waiting = 0;
 
     bool open() {
         if (display) return true;
@@ -211,6 +214,11 @@ void handle(XEvent& ev, XSelectionEvent* notify, bool* gotNotify) {
 bool pumpFor(bool& got, int deadline, XSelectionEvent* notify, const std::function<void()>& idle,
              const std::function<void(const XEvent&)>& own = {}) {
     ClipboardConnection& c = conn();
+    struct Waiting {
+        int& depth;
+        explicit Waiting(int& d) : depth(d) { ++depth; }
+        ~Waiting() { --depth; }
+    } waiting(c.waiting);
     while (!got) {
         while (!got && XPending(c.display)) {
             XEvent ev;
@@ -417,7 +425,9 @@ ClipboardStatus clipboardData(const std::vector<std::string>& targets, std::stri
 
 void pumpClipboard() {
     ClipboardConnection& c = conn();
-    if (!c.display) return;
+    // Inside a wait the waiting loop reads the events (and serves requests):
+    // taking them here would lose the answer it waits for.
+    if (!c.display || c.waiting > 0) return;
     if (!c.outgoing.empty()) dropStaleTransfers();
     // While a block goes out in pieces, stay a few ms for the requestor's
     // next turn: one piece a tick would make a large image take seconds.
