@@ -427,10 +427,13 @@ const std::string kTestFont = std::string(KW_TEST_DATA_DIR) + "/fonts/test.TTF";
 
 // Every frame of an export of doc's history, as handed to the writer; with
 // `author` set through setWatermark unless it is null.
+// Every frame an export writes, before encoding; `whole` composes each frame
+// whole instead of only where the step changed it.
 std::vector<std::vector<uint8_t>> exportedFrames(processtest::GlDocument& doc, const fs::path& dir, int format,
-                                                 const char* author, const GlFont* font) {
+                                                 const char* author, const GlFont* font, bool whole = false) {
     std::vector<std::vector<uint8_t>> frames;
     VideoExport job(doc.history, doc.canvas, doc.layers);
+    job.setWholeFrames(whole);
     if (author) job.setWatermark(author, font);
     const std::string path = (dir / "film.avi").string();
     if (!job.start(path, format, VideoContainer::Avi)) {
@@ -573,22 +576,7 @@ int firstDifference(const std::vector<std::vector<uint8_t>>& a, const std::vecto
 
 std::vector<std::vector<uint8_t>> framesOf(processtest::GlDocument& doc, const fs::path& dir, int format,
                                            bool whole, const GlFont* font) {
-    std::vector<std::vector<uint8_t>> frames;
-    VideoExport job(doc.history, doc.canvas, doc.layers);
-    job.setWholeFrames(whole);
-    if (font) job.setWatermark("Ada", font);
-    if (!job.start((dir / "film.avi").string(), format, VideoContainer::Avi)) {
-        ADD_FAILURE() << job.error();
-        return frames;
-    }
-    bool more = true;
-    while (more) {
-        more = job.update(0);
-        frames.push_back(job.lastFrame());
-    }
-    EXPECT_FALSE(job.failed()) << job.error();
-    job.abort();
-    return frames;
+    return exportedFrames(doc, dir, format, font ? "Ada" : nullptr, font, whole);
 }
 
 } // namespace
