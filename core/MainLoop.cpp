@@ -30,6 +30,7 @@
 #include "widgets/Animator.h"
 #include "widgets/GUI.h"
 #include "widgets/GuiRoot.h"
+#include "tools/ToolPanel.h"
 #include "widgets/LayoutManager.h"
 
 namespace mainloop {
@@ -131,6 +132,7 @@ void reshape(int width, int height) {
     reshapeActivePlayer(width, height);
     // Dialogs and panels pinned to the window grid follow the new size.
     gLayoutManager.resize(width, height);
+    placeToolOptionsBar(width, height);
     if (gGui) gGui->update(0, 0, 0);
 }
 

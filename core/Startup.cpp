@@ -32,6 +32,7 @@
 #include "core/Saving.h"
 #include "core/WindowPlacement.h"
 #include "tools/Tool.h"
+#include "tools/ToolPanel.h"
 #include "ui/FileFlows.h"
 #include "ui/InProgramFileDialog.h"
 #include "ui/ModalFlows.h"
@@ -220,6 +221,10 @@ int runProgram(const CommandLine& commandLine) {
         buildDialogDemo(*gGui);
     }
     gApp->notification = createNotificationWidget(*gGui);
+    // The current tool's options strip lies above everything but dialogs.
+    createToolOptionsBar();
+    placeToolOptionsBar(static_cast<int>(gRenderArea.width), static_cast<int>(gRenderArea.height));
+    gGui->add(gToolOptionsBar);
     InputDispatcher::instance().add(gApp->painter);
     gApp->setTitle("unnamed_image", "");
     commands::createCommands(*gApp, gPainter);

@@ -2,6 +2,8 @@
 
 #include <GL/glew.h>
 
+#include "tools/ToolPanel.h"
+
 void drawDefaultCursor(int x, int y) {
     const float fx = static_cast<float>(x), fy = static_cast<float>(y);
     glPushAttrib(GL_ENABLE_BIT | GL_CURRENT_BIT | GL_COLOR_BUFFER_BIT);
@@ -18,6 +20,10 @@ void drawDefaultCursor(int x, int y) {
 }
 
 void Tool::drawCursor(int x, int y) { drawDefaultCursor(x, y); }
+
+void Tool::showPanel() { showToolPanel(); }
+
+void Tool::hidePanel() { hideToolPanel(); }
 
 void drawCross(int x, int y, int half) {
     glBegin(GL_LINES);

@@ -35,9 +35,10 @@ public:
     }
 
 protected:
-    // The options strip of the current tool fades in and out with it.
-    void showPanel() {}
-    void hidePanel() {}
+    // The options strip of the current tool fades in and out with it
+    // (tools/ToolPanel); a tool adds its widgets after showPanel.
+    void showPanel();
+    void hidePanel();
 
     Painter* painter; // non-owning
 };
