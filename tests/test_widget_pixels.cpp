@@ -97,3 +97,20 @@ TEST_F(WidgetPixels, CheckBoxShowsItsStateImage) {
             if (at(on, x, y)[0] > 230 && at(on, x, y)[2] > 230) ++white;
     EXPECT_GT(white, 15);
 }
+
+TEST(IconAtlas, CellRectanglesCountRowsFromTheBottom) {
+    // 256 x 256 atlas, 32-pixel cells: column 3 spans 96..128, row 7 spans 224..256.
+    const AtlasRect r = atlasCellRect(3, 7, 256, 256);
+    EXPECT_FLOAT_EQ(r.u0, 0.375f);
+    EXPECT_FLOAT_EQ(r.u1, 0.5f);
+    EXPECT_FLOAT_EQ(r.v0, 0.875f);
+    EXPECT_FLOAT_EQ(r.v1, 1.0f);
+    // A wide atlas of 512 x 128: column 1 row 0 is 32..64 of 512 across, 0..32 of 128 up.
+    const AtlasRect w = atlasCellRect(1, 0, 512, 128);
+    EXPECT_FLOAT_EQ(w.u0, 0.0625f);
+    EXPECT_FLOAT_EQ(w.u1, 0.125f);
+    EXPECT_FLOAT_EQ(w.v0, 0.0f);
+    EXPECT_FLOAT_EQ(w.v1, 0.25f);
+    const AtlasRect none = atlasCellRect(0, 0, 0, 0);
+    EXPECT_EQ(none.u1, 0.0f) << "a missing atlas gives an empty rectangle";
+}

@@ -15,6 +15,7 @@ constexpr png_uint_32 kMaxSide = 4096;
 
 struct CacheEntry {
     GlTexture texture;
+    int32_t width = 0, height = 0;
     bool failed = false;
 };
 std::map<std::string, CacheEntry>& cache() {
@@ -65,11 +66,28 @@ GLuint interfaceTexture(const std::string& name) {
     GLint previous = 0;
     glGetIntegerv(GL_TEXTURE_BINDING_2D, &previous);
     entry.texture = GlTexture::createRgba(image.width, image.height, image.rgba.data());
+    entry.width = image.width;
+    entry.height = image.height;
     glBindTexture(GL_TEXTURE_2D, entry.texture.id());
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
     glBindTexture(GL_TEXTURE_2D, static_cast<GLuint>(previous));
     return entry.texture.id();
+}
+
+AtlasRect atlasCellRect(int column, int row, int atlasWidth, int atlasHeight, int cellPixels) {
+    if (atlasWidth <= 0 || atlasHeight <= 0) return {};
+    const float w = static_cast<float>(atlasWidth), h = static_cast<float>(atlasHeight);
+    const float c = static_cast<float>(cellPixels);
+    return {column * c / w, row * c / h, (column + 1) * c / w, (row + 1) * c / h};
+}
+
+GLuint toolbarTexture() { return interfaceTexture("toolbar.png"); }
+
+AtlasRect toolbarCell(int column, int row) {
+    if (!toolbarTexture()) return {};
+    const CacheEntry& entry = cache()["toolbar.png"];
+    return atlasCellRect(column, row, entry.width, entry.height);
 }
 
 void releaseInterfaceTextures() { cache().clear(); }

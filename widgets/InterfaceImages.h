@@ -21,5 +21,16 @@ InterfaceImage loadInterfaceImage(const std::string& path);
 // Texture name of "<data>/interface/<name>", 0 when it can't be loaded (the
 // reason is printed once). Needs a current context.
 GLuint interfaceTexture(const std::string& name);
+// Texture rectangle of a cell of an icon atlas. Rows count from the bottom of
+// the picture, as the texture holds it.
+struct AtlasRect {
+    float u0 = 0, v0 = 0, u1 = 0, v1 = 0;
+};
+AtlasRect atlasCellRect(int column, int row, int atlasWidth, int atlasHeight, int cellPixels = 32);
+// The tool bar atlas "toolbar.png" and the rectangle of one 32-pixel cell in
+// it (loaded on first use; an empty rectangle when the atlas is missing).
+GLuint toolbarTexture();
+AtlasRect toolbarCell(int column, int row);
+
 // Deletes every cached texture (before the context goes away, and in tests).
 void releaseInterfaceTextures();
