@@ -213,6 +213,16 @@ void AppSession::drag(const std::vector<std::pair<int, int>>& points, int stepDe
 
 void AppSession::waitFrames(int frames) { sleepMs(scaled(frames * 20 + 50)); }
 
+Screenshot AppSession::screenshotWhen(const std::function<bool(const Screenshot&)>& ready, int timeoutMs) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(scaled(timeoutMs));
+    Screenshot shot = screenshot();
+    while (!ready(shot) && std::chrono::steady_clock::now() < deadline) {
+        waitFrames(3);
+        shot = screenshot();
+    }
+    return shot;
+}
+
 Screenshot AppSession::screenshot() {
     Screenshot shot;
     XWindowAttributes attrs;

@@ -6,6 +6,7 @@
 #include <sys/types.h>
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -42,6 +43,10 @@ public:
     // Waits for a few frames of the 20 ms tick.
     void waitFrames(int frames = 10);
     Screenshot screenshot();
+    // Screenshots every few frames until `ready` accepts one or the time is
+    // up (scaled like every wait); returns the last one taken. For changes
+    // that a loaded machine may show a few frames late.
+    Screenshot screenshotWhen(const std::function<bool(const Screenshot&)>& ready, int timeoutMs = 5000);
     // Resizes the window (as a user dragging its border would) and waits for
     // the new size; false if it did not arrive.
     bool resizeWindow(int width, int height);

@@ -71,8 +71,10 @@ TEST(WidgetsE2E, DemoScreenHoverAndClick) {
 
     // Hovering the box swaps in its hover image: a cyan ring appears.
     app.moveMouse(kBoxX, kBoxY);
-    app.waitFrames(10);
-    const Screenshot hover = app.screenshot();
+    const auto hoverShown = [&](const Screenshot& shot) {
+        return clearlyDifferingPixels(idle, shot, kBoxX - 9, kBoxY - 9, kBoxX + 9, kBoxY + 9) > 10;
+    };
+    const Screenshot hover = app.screenshotWhen(hoverShown);
     ASSERT_TRUE(hover.savePng(artefactPath("widgets_demo_hover.png")));
     EXPECT_GT(clearlyDifferingPixels(idle, hover, kBoxX - 9, kBoxY - 9, kBoxX + 9, kBoxY + 9), 10);
 
