@@ -156,6 +156,8 @@ void display() {
     // Queued actions (the fill of a new picture) show from the next frame.
     gHistory.runQueuedActions();
     glutSwapBuffers();
+    static unsigned long framesDrawn = 0;
+    platform::publishFrameCount(++framesDrawn);
 }
 
 void pumpUntil(const std::function<bool()>& done) {

@@ -262,6 +262,18 @@ bool virtualScreen(ScreenRect& out) {
     return true;
 }
 
+void publishFrameCount(unsigned long frames) {
+    static const bool wanted = std::getenv("KESTRELWING_FRAME_PROPERTY") != nullptr;
+    WindowLayer& l = layer();
+    Display* display = l.display;
+    if (!wanted || !display || !l.window) return;
+    static const Atom property = XInternAtom(display, "_KESTRELWING_FRAMES", False);
+    const long value = static_cast<long>(frames);
+    XChangeProperty(display, l.window, property, XA_CARDINAL, 32, PropModeReplace,
+                    reinterpret_cast<const unsigned char*>(&value), 1);
+    XFlush(display);
+}
+
 bool isWindowMinimised() {
     WindowLayer& l = layer();
     std::vector<long> state = windowProperty(l.atoms.wmState, l.atoms.wmState);

@@ -70,4 +70,10 @@ bool frameExtents(int& left, int& right, int& top, int& bottom);
 // (for a window it already manages). Nothing happens without a manager.
 void requestWindowMaximised();
 
+// When KESTRELWING_FRAME_PROPERTY is set in the environment (tests that drive
+// the program set it), each call writes `frames` to the window's
+// _KESTRELWING_FRAMES property, so a test can wait for frames the program
+// really drew instead of guessing with sleeps. Otherwise it does nothing.
+void publishFrameCount(unsigned long frames);
+
 } // namespace platform

@@ -125,6 +125,7 @@ bool AppSession::start(const std::vector<std::string>& args, int timeoutMs) {
         setenv("XDG_DATA_HOME", (workDir + "/data").c_str(), 1);
         setenv("HOME", workDir.c_str(), 1);
         setenv("TMPDIR", (workDir + "/tmp").c_str(), 1);
+        setenv("KESTRELWING_FRAME_PROPERTY", "1", 1);
         for (const auto& [name, value] : extraEnv) setenv(name.c_str(), value.c_str(), 1);
         int fd = open(logPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
         dup2(fd, 1);
@@ -211,7 +212,48 @@ void AppSession::drag(const std::vector<std::pair<int, int>>& points, int stepDe
     xdotool("mouseup 1");
 }
 
-void AppSession::waitFrames(int frames) { sleepMs(scaled(frames * 20 + 50)); }
+namespace {
+int ignoreXError(Display*, XErrorEvent*) { return 0; }
+} // namespace
+
+long AppSession::framesDrawn() {
+    if (!display || !window) return -1;
+    // The window may be gone (the program closed or crashed): that is no
+    // count, not a fatal X error in the test.
+    XSync(display, False);
+    const auto previous = XSetErrorHandler(ignoreXError);
+    const Atom property = XInternAtom(display, "_KESTRELWING_FRAMES", False);
+    Atom type = None;
+    int format = 0;
+    unsigned long count = 0, after = 0;
+    unsigned char* data = nullptr;
+    long frames = -1;
+    if (XGetWindowProperty(display, window, property, 0, 1, False, XA_CARDINAL, &type, &format, &count, &after,
+                           &data) == Success &&
+        data && format == 32 && count == 1)
+        frames = *reinterpret_cast<long*>(data);
+    if (data) XFree(data);
+    XSync(display, False);
+    XSetErrorHandler(previous);
+    return frames;
+}
+
+void AppSession::waitFrames(int frames) {
+    // Frames the program really drew: one more than asked, so that events
+    // sent before the call were read before the last of them began. A program
+    // that publishes no count (or stops drawing) gets the old sleep.
+    const long start = framesDrawn();
+    if (start < 0) {
+        sleepMs(scaled(frames * 20 + 50));
+        return;
+    }
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(scaled(frames * 200 + 2000));
+    while (std::chrono::steady_clock::now() < deadline) {
+        const long now = framesDrawn();
+        if (now < 0 || now >= start + frames + 1) return;
+        sleepMs(5);
+    }
+}
 
 Screenshot AppSession::screenshotWhen(const std::function<bool(const Screenshot&)>& ready, int timeoutMs) {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(scaled(timeoutMs));

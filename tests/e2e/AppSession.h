@@ -40,8 +40,11 @@ public:
     void drag(const std::vector<std::pair<int, int>>& points, int stepDelayMs = 15);
     // Runs xdotool with these arguments (key names, clicks...).
     void xdotool(const std::string& args);
-    // Waits for a few frames of the 20 ms tick.
+    // Waits until the program has drawn this many more frames (it publishes
+    // its count on the window while tests drive it).
     void waitFrames(int frames = 10);
+    // The count of frames the program has drawn; -1 when it publishes none.
+    long framesDrawn();
     Screenshot screenshot();
     // Screenshots every few frames until `ready` accepts one or the time is
     // up (scaled like every wait); returns the last one taken. For changes

@@ -57,8 +57,12 @@ bool decodePngBytes(const std::vector<uint8_t>& png, RawPicture& out) {
     return codec::decodePng(png, DecodeLimits{}, out, detail) == DecodeStatus::Ok;
 }
 
+// The pointer rests above the compared area but below the options strip, so
+// it stays over the canvas and the status line keeps showing its position.
+constexpr int kRestX = 20, kRestY = 75;
+
 Screenshot settled(AppSession& app, const std::string& name) {
-    app.moveMouse(20, 20);
+    app.moveMouse(kRestX, kRestY);
     app.waitFrames(10);
     Screenshot s = app.screenshot();
     s.savePng(artefactPath("clipboard_" + name + ".png"));
@@ -80,7 +84,7 @@ int colouredPixels(const Screenshot& s) {
 // run (the sanitizer build) that takes more than a few frames. Waits until
 // the image shows (or a generous time has passed), then settles.
 Screenshot floated(AppSession& app, const std::string& name) {
-    app.moveMouse(20, 20);
+    app.moveMouse(kRestX, kRestY);
     for (int i = 0; i < 40 && colouredPixels(app.screenshot()) < 1000; ++i) app.waitFrames(5);
     return settled(app, name);
 }
