@@ -169,6 +169,8 @@ void HelpDialog::build() {
 
     auto status = std::make_shared<TextArea>(W + 50, 40, W, 50);
     status->marginX = status->marginY = 0;
+    for (float* c : {status->topColor, status->bottomColor}) c[3] = 0.0f;
+    for (int i = 0; i < 3; ++i) status->textColor[i] = 0.0f;
     const std::string size = loc::fillText(tr(tk::CURRENT_CANVAS_SIZE_STR),
                                            {std::to_string(gCanvas.width), std::to_string(gCanvas.height)});
     std::string statusText = size;
