@@ -44,7 +44,7 @@ bool looksLikeText(const std::string& literal) {
 // Calls and constructions that put their text in front of the user.
 const std::regex& userTextCall() {
     static const std::regex re(
-        R"((?:showMessage|postMessage|messageBox|confirmBox|yesNoCancelBox|setLabel|addItem|addTab|addCancelAndAccept)\s*\(([^;]*))"
+        R"((?:showMessage|postMessage|messageBox|confirmBox|yesNoCancelBox|setLabel|addItem|addTab|addCancelAndAccept|addButton|addCheckBox)\s*\(([^;]*))"
         R"(|(?:TextWidget|ButtonWidget|CheckBoxWidget|HyperLinkWidget|TabButton|Dialog|EnterAcceptsDialog)>\s*\(([^;]*))"
         R"(|\b(?:label|title|text)\s*=\s*("[^;]*))");
     return re;
