@@ -70,6 +70,7 @@ TEST(LangE2E, F12OpensTheSettingsDialogAndApplyStoresTheOptions) {
 TEST(LangE2E, F1OpensTheHelpDialog) {
     AppSession app;
     presetWindowSize(app, 1240, 1000);
+    app.setEnv("KESTRELWING_OPEN_CMD", "/nonexistent/kw-opener");
     ASSERT_TRUE(app.start()) << app.output();
     const Screenshot before = app.screenshot();
     app.xdotool("key F1");
@@ -77,6 +78,11 @@ TEST(LangE2E, F1OpensTheHelpDialog) {
     const Screenshot open = app.screenshot();
     ASSERT_TRUE(open.savePng(artefactPath("lang_help_dialog.png")));
     EXPECT_GT(differingPixels(before, open, 300, 300, 900, 700), 20000) << "a dialog covers the middle";
+    // "Used libraries licenses", left and 45 above the inner bottom, x at its
+    // own width + 10: about 146 pixels in the interface font, so x from 311.
+    click(app, 135 + 20 + 215, 152 + 695 - 15 - 45 - 5);
+    EXPECT_TRUE(waitForOutput(app, "no desktop opener (/nonexistent/kw-opener) is installed", 3000)) << app.output();
+    EXPECT_NE(app.output().find("Licenses.txt"), std::string::npos);
 }
 
 namespace {
