@@ -11,9 +11,9 @@
 #include "core/KeyNames.h"
 #include "core/Localisation.h"
 #include "core/PaintingApplication.h"
-#include "platform/OpenExternal.h"
 #include "platform/Paths.h"
 #include "ui/InterfaceHooks.h"
+#include "ui/OpenLink.h"
 #include "widgets/ButtonWidget.h"
 #include "widgets/EditControl.h"
 #include "widgets/GlFont.h"
@@ -115,14 +115,6 @@ int firstRepeatedCode(const std::vector<int32_t>& codes) {
 const AboutEntries& aboutEntries() {
     static const AboutEntries entries{"Kestrelwing developers", "", ""};
     return entries;
-}
-
-void openLink(const std::string& target) {
-    if (!platform::openExternal(target, [target](int) {
-            // The opener ran but found no application: told from the tick.
-            gApp->postMessage("%s", loc::fillText(tr(tk::OPENER_FAILED_STR), {target}).c_str());
-        }))
-        gApp->showMessage("%s", loc::fillText(tr(tk::OPENER_MISSING_STR), {target, platform::externalOpener()}).c_str());
 }
 
 std::vector<Command*> HelpDialog::editableCommands() {

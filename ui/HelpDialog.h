@@ -57,9 +57,5 @@ struct AboutEntries {
 };
 const AboutEntries& aboutEntries();
 
-// Opens a link with the desktop's opener; a missing opener or one that fails
-// is told in the status line.
-void openLink(const std::string& target);
-
 // Opens the dialog (when no dialog is open) and waits until it is closed.
 void showHelpDialog();

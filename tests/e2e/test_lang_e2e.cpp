@@ -27,6 +27,23 @@ void presetWindowSize(AppSession& app, int width, int height) {
         << "[Software\\Kestrelwing]\nAPP_WINDOW_SIZE=" << width << "," << height << "\n";
 }
 
+// Presses a key with the pointer resting in the window and waits (up to 5 s)
+// until the rectangle (y down) changed in at least minPixels pixels.
+Screenshot keyAndWaitForChange(AppSession& app, const std::string& key, int x0, int y0, int x1, int y1,
+                               int minPixels) {
+    app.moveMouse(app.windowWidth() / 2, app.windowHeight() / 2 + 200);
+    app.waitFrames(5);
+    const Screenshot before = app.screenshot();
+    app.xdotool("key " + key);
+    Screenshot now = app.screenshot();
+    for (int i = 0; i < 50 && differingPixels(before, now, x0, y0, x1, y1) < minPixels; ++i) {
+        app.waitFrames(5);
+        now = app.screenshot();
+    }
+    app.waitFrames(20); // the fade-in ends
+    return app.screenshot();
+}
+
 void click(AppSession& app, int x, int y) {
     app.moveMouse(x, y);
     app.waitFrames(3);
@@ -40,9 +57,7 @@ TEST(LangE2E, F12OpensTheSettingsDialogAndApplyStoresTheOptions) {
     AppSession app;
     ASSERT_TRUE(app.start()) << app.output();
     const Screenshot before = app.screenshot();
-    app.xdotool("key F12");
-    app.waitFrames(30);
-    const Screenshot open = app.screenshot();
+    const Screenshot open = keyAndWaitForChange(app, "F12", 220, 220, 800, 480, 20000);
     ASSERT_TRUE(open.savePng(artefactPath("lang_settings_dialog.png")));
     EXPECT_GT(differingPixels(before, open, 220, 220, 800, 480), 20000) << "a dialog covers the middle";
     // The 590 x 280 dialog in the middle cell of the 1024 x 700 window: x from
@@ -73,9 +88,7 @@ TEST(LangE2E, F1OpensTheHelpDialog) {
     app.setEnv("KESTRELWING_OPEN_CMD", "/nonexistent/kw-opener");
     ASSERT_TRUE(app.start()) << app.output();
     const Screenshot before = app.screenshot();
-    app.xdotool("key F1");
-    app.waitFrames(30);
-    const Screenshot open = app.screenshot();
+    const Screenshot open = keyAndWaitForChange(app, "F1", 300, 300, 900, 700, 20000);
     ASSERT_TRUE(open.savePng(artefactPath("lang_help_dialog.png")));
     EXPECT_GT(differingPixels(before, open, 300, 300, 900, 700), 20000) << "a dialog covers the middle";
     // "Used libraries licenses", left and 45 above the inner bottom, x at its
@@ -126,20 +139,25 @@ TEST(LangE2E, ARebindingRunsTheNewKeyRefusesAConflictAndSurvivesARestart) {
     ASSERT_TRUE(app.start()) << app.output();
     ASSERT_EQ(app.windowWidth(), 1240);
     ASSERT_EQ(app.windowHeight(), 1000);
-    pressAndWait(app, "F1");
-    app.waitFrames(20);
+    keyAndWaitForChange(app, "F1", 300, 300, 900, 700, 20000);
     // "new layer": m instead of n.
     click(app, kFirstX, rowCentreY(kNewLayerRow));
     pressAndWait(app, "m");
     click(app, kApplyX, kApplyY);
-    const std::string stored = settingsText(app);
-    // 0x96375C25 as a signed decimal; 'm' is 109.
+    // 0x96375C25 as a signed decimal; 'm' is 109. Each value is written to the
+    // disk before the next: wait for the last command's.
+    std::string stored = settingsText(app);
+    for (int i = 0; i < 100 && stored.find("-177592612=") == std::string::npos; ++i) {
+        app.waitFrames(2);
+        stored = settingsText(app);
+    }
     EXPECT_NE(stored.find("-1774756827=109\n"), std::string::npos) << stored;
 
     // "mirror" on m as well: refused, nothing stored.
     click(app, kSecondX, rowCentreY(kMirrorRow));
     pressAndWait(app, "m");
     click(app, kApplyX, kApplyY);
+    app.waitFrames(25); // time for writes, if any were made
     const Screenshot conflict = app.screenshot();
     ASSERT_TRUE(conflict.savePng(artefactPath("lang_key_conflict.png")));
     EXPECT_EQ(settingsText(app), stored);
@@ -155,6 +173,8 @@ TEST(LangE2E, ARebindingRunsTheNewKeyRefusesAConflictAndSurvivesARestart) {
     // The same settings folder at the next start.
     app.killNow();
     ASSERT_TRUE(app.start()) << app.output();
+    app.moveMouse(app.windowWidth() / 2, app.windowHeight() / 2 + 200);
+    app.waitFrames(5);
     pressAndWait(app, "n");
     EXPECT_EQ(count(app.output(), kNewLayerMessage), 0) << app.output();
     pressAndWait(app, "m");
