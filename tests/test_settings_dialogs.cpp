@@ -305,3 +305,26 @@ TEST_F(SettingsDialogTest, ARemakeInsideARunningCommandStopsTheRunSafely) {
     EXPECT_EQ(laterRuns, 0) << "a run stops when the lists were made anew";
     EXPECT_EQ(gApp->applicationCommands.size(), 13u);
 }
+
+TEST_F(SettingsDialogTest, CommandNamesFollowTheLanguage) {
+    std::ofstream(dir + "/localization_DEU.txt") << "NEW_LAYER=neue Ebene\nZOOM_IN=vergr\xf6\xdf" "ern\n";
+    loc::loadDefaultStrings("DEU", dir);
+    commands::createCommands(*gApp, *gApp->painter);
+    EXPECT_EQ(gApp->applicationCommands[4]->name, "neue Ebene");
+    EXPECT_EQ(gApp->painter->commands[0]->name, "vergr\xf6\xdf" "ern");
+    EXPECT_EQ(gApp->applicationCommands[5]->name, "layer merge"); // not translated: English
+    auto d = HelpDialog::make();
+    ASSERT_EQ(d->rows.size(), 17u);
+    EXPECT_EQ(d->rows[4].commandId, commands::kNewLayer);
+}
+
+TEST_F(SettingsDialogTest, TabOrderHoldsTheControlsAndSkipsTheLabels) {
+    SettingsDialog d;
+    std::vector<Widget*> stops;
+    for (std::size_t i = 0; i < d.tabOrder.size(); ++i)
+        if (!d.tabSkip[i]) stops.push_back(d.children.at(d.tabOrder[i]).get());
+    // Two combos, three check boxes, the hue, three buttons.
+    EXPECT_EQ(stops.size(), 9u);
+    for (Widget* w : stops) EXPECT_EQ(dynamic_cast<TextWidget*>(w), nullptr);
+    EXPECT_EQ(stops.front(), d.language.get());
+}
