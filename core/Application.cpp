@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <filesystem>
 
+#include "core/Localisation.h"
 #include "platform/ErrorBox.h"
 #include "platform/Settings.h"
 #include "ui/NotificationWidget.h"
@@ -62,6 +63,8 @@ void Application::init() {
         saveOptions();
         onNewVersion();
     }
+    // The interface texts of the chosen language, over the English ones.
+    loc::initLocalization(options->language);
 }
 
 void Application::loadOptions() {

@@ -8,16 +8,22 @@
 #include "core/InputDispatcher.h"
 #include "core/InputState.h"
 #include "core/InteractionMode.h"
+#include "core/Localisation.h"
 #include "core/PaintingApplication.h"
 #include "ui/FileFlows.h"
+#include "ui/HelpDialog.h"
 #include "ui/ReplayPrompt.h"
+#include "ui/SettingsDialog.h"
 #include "ui/VideoExportSession.h"
 
 namespace commands {
 
 namespace {
+// The name shown is the text under the command's id in the current language;
+// `name` is the English text, for a table that lacks the entry.
 std::unique_ptr<Command> make(int32_t id, const char* name, int32_t key1, int32_t key2, Command::Action action) {
-    return std::make_unique<Command>(id, name, key1, key2, std::move(action));
+    const std::string& text = tr(id);
+    return std::make_unique<Command>(id, text.empty() ? name : text, key1, key2, std::move(action));
 }
 
 // Holds the mode while the keys are down; entering it leaves the old mode first.
@@ -63,8 +69,14 @@ CommandList makeApplicationCommands(PaintingApplication& app, Painter& painter) 
         fileflows::newImage();
         return 1;
     }));
-    list.push_back(make(kShowHelp, "show help dialog", 0x101, 0, missing("show help dialog")));
-    list.push_back(make(kShowSettings, "show settings", 0x10C, 0, missing("show settings")));
+    list.push_back(make(kShowHelp, "show help dialog", 0x101, 0, [] {
+        showHelpDialog();
+        return 1;
+    }));
+    list.push_back(make(kShowSettings, "show settings", 0x10C, 0, [] {
+        showSettingsDialog();
+        return 1;
+    }));
     list.push_back(make(kToggleReferenceView, "toggle reference view", 0x103, 0, missing("toggle reference view")));
     list.push_back(make(kNewLayer, "new layer", 0x6E, 0, [a] { return addNewLayer(*a); }));
     list.push_back(make(kLayerMerge, "layer merge", 0x845, 0, [a] { return mergeLayerDown(*a); }));
@@ -99,7 +111,22 @@ CommandList makeCanvasCommands(Painter& painter) {
     return list;
 }
 
+namespace {
+// The settings dialog remakes the commands from inside a running command (its
+// key opened the dialog). Lists replaced while a command runs are kept until
+// the outermost run returns, and a run stops at a remake.
+int gRunDepth = 0;
+unsigned gGeneration = 0;
+std::vector<CommandList> gRetired;
+} // namespace
+
 void createCommands(PaintingApplication& app, Painter& painter) {
+    if (gRunDepth > 0) {
+        gRetired.push_back(std::move(app.stateCommands));
+        gRetired.push_back(std::move(app.applicationCommands));
+        gRetired.push_back(std::move(painter.commands));
+    }
+    ++gGeneration;
     app.stateCommands = makeStateCommands(app);
     app.applicationCommands = makeApplicationCommands(app, painter);
     painter.commands = makeCanvasCommands(painter);
@@ -108,9 +135,16 @@ void createCommands(PaintingApplication& app, Painter& painter) {
 }
 
 int runMatching(const CommandList& list, int32_t code) {
+    std::vector<Command*> running;
+    for (const auto& c : list) running.push_back(c.get());
+    const unsigned generation = gGeneration;
+    ++gRunDepth;
     int sum = 0;
-    for (const auto& c : list)
+    for (Command* c : running) {
+        if (gGeneration != generation) break; // the list was made anew meanwhile
         if (c->matches(code)) sum += c->execute();
+    }
+    if (--gRunDepth == 0) gRetired.clear();
     return sum;
 }
 

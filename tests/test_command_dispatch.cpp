@@ -120,7 +120,6 @@ TEST_F(CommandDispatchTest, CommandListsHoldTheDefaults) {
 
 TEST_F(CommandDispatchTest, CommandsWithoutTargetSaySoUnderTheirKeys) {
     const std::vector<std::pair<int, std::string>> cases = {
-        {0x101, "show help dialog"}, {0x10C, "show settings"},
         {0x103, "toggle reference view"},
     };
     for (const auto& [code, name] : cases) {

@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "core/LaunchCounter.h"
+#include "ui/OpenLink.h"
 #include "widgets/ButtonWidget.h"
 #include "widgets/Dialog.h"
 #include "widgets/TextWidget.h"
@@ -25,6 +26,6 @@ bool askForRating() {
     }
     no->setFocused(true);
     const bool rate = dialog->runModal() == kDialogYes;
-    if (rate) openWithShell(kRatingPage);
+    if (rate) openLink(kRatingPage);
     return rate;
 }

@@ -9,6 +9,7 @@
 #include "core/Globals.h"
 #include "core/InputState.h"
 #include "core/KeyNames.h"
+#include "core/Localisation.h"
 #include "platform/Clipboard.h"
 #include "widgets/DrawHelpers.h"
 #include "widgets/GlFont.h"
@@ -303,7 +304,7 @@ void EditControl::draw(float opacity_) {
 // ---- KeyCodeEditControl -------------------------------------------------------------
 
 KeyCodeEditControl::KeyCodeEditControl(int x, int y, int32_t id_, int32_t keyCode_)
-    : EditControl(x, y, 120, 20, 40, id_, "", false, "undefined") {
+    : EditControl(x, y, 120, 20, 40, id_, "", false, tr(tk::UNDEFINED_STR).c_str()) {
     if (keyCode_ != 0) setKeyCode(keyCode_);
 }
 

@@ -1,17 +1,10 @@
 #include "widgets/TextWidget.h"
 
 #include <GL/glew.h>
-#include <spawn.h>
-#include <sys/wait.h>
-
-#include <cstdlib>
-#include <thread>
 
 #include "core/Globals.h"
-#include "platform/ErrorBox.h"
+#include "platform/OpenExternal.h"
 #include "widgets/GlFont.h"
-
-extern char** environ;
 
 TextWidget::TextWidget(int x, int y, const std::string& text_, int32_t id_, const float color[4])
     : Widget(x, y, 10, 10, id_), text(text_) {
@@ -36,7 +29,10 @@ HyperLinkWidget::HyperLinkWidget(int x, int y, const std::string& label_, const 
 int HyperLinkWidget::onMouseButton(int button, int state, int x, int y, bool fromPen) {
     Widget::onMouseButton(button, state, x, y, fromPen);
     if (!pointerInside) return 0;
-    if (button == 0 && state == 1) openWithShell(target);
+    if (button == 0 && state == 1) {
+        if (onOpen) onOpen(target);
+        else openWithShell(target);
+    }
     return 1;
 }
 
@@ -49,15 +45,4 @@ void HyperLinkWidget::draw(float opacity_) {
              label.c_str());
 }
 
-bool openWithShell(const std::string& target) {
-    const char* override_ = std::getenv("KESTRELWING_OPEN_CMD");
-    const std::string command = override_ && *override_ ? override_ : "xdg-open";
-    // Targets are Latin-1 inside the program; the desktop wants UTF-8.
-    const std::string arg = platform::latin1ToUtf8(target);
-    char* argv[] = {const_cast<char*>(command.c_str()), const_cast<char*>(arg.c_str()), nullptr};
-    pid_t pid = 0;
-    if (posix_spawnp(&pid, command.c_str(), nullptr, nullptr, argv, environ) != 0) return false;
-    // Reap the child in the background so it never lingers as a zombie.
-    std::thread([pid] { waitpid(pid, nullptr, 0); }).detach();
-    return true;
-}
+bool openWithShell(const std::string& target) { return platform::openExternal(target); }

@@ -1,5 +1,6 @@
 #pragma once
 // Static text and a hyperlink that opens its target with the desktop's opener.
+#include <functional>
 #include <string>
 
 #include "widgets/Widget.h"
@@ -26,6 +27,8 @@ public:
 
     std::string label;
     std::string target;
+    // Replaces the plain opener (the program's links report a missing opener).
+    std::function<void(const std::string& target)> onOpen;
 };
 
 // Starts the desktop's opener (xdg-open, or KESTRELWING_OPEN_CMD) on `target`
