@@ -34,29 +34,13 @@ struct AcceptTable {
     }
 };
 
-// Row and column of an index without a division per pixel: the product with
-// the reciprocal is off by at most one row, which the check puts right.
-struct RowOf {
-    int32_t width;
-    double inverse;
-    explicit RowOf(int32_t w) : width(w), inverse(1.0 / w) {}
-    int32_t operator()(int32_t i) const {
-        int32_t y = static_cast<int32_t>(static_cast<double>(i) * inverse);
-        if (y * width > i) --y;
-        else if ((y + 1) * width <= i) ++y;
-        return y;
-    }
-};
-
 struct Box {
     int32_t x0, y0, x1, y1; // inclusive while searching
-    void add(int32_t x, int32_t y) {
-        x0 = std::min(x0, x), x1 = std::max(x1, x);
+    void add(int32_t xa, int32_t xb, int32_t y) {
+        x0 = std::min(x0, xa), x1 = std::max(x1, xb);
         y0 = std::min(y0, y), y1 = std::max(y1, y);
     }
 };
-
-inline void writeFill(uint8_t* out, const std::array<uint8_t, 4>& bytes) { std::memcpy(out, bytes.data(), 4); }
 
 uint8_t clampToByte(float v) {
     // NaN falls to 0 as well.
@@ -65,76 +49,82 @@ uint8_t clampToByte(float v) {
     return static_cast<uint8_t>(static_cast<int>(v));
 }
 
-// Plain mode: four neighbours, result written as the region grows.
-void plainSearch(const uint8_t* source, int32_t w, int32_t h, int32_t seed, const AcceptTable& table,
-                 const std::array<uint8_t, 4>& fillBytes, uint8_t* result, Workspace& work, Box& box) {
-    uint8_t* mask = work.mask.data();
-    std::vector<int32_t>& stack = work.stack;
-    const RowOf rowOf(w);
-    const int32_t n = w * h;
-    mask[seed] = kRegion;
-    writeFill(result + static_cast<size_t>(seed) * 4, fillBytes);
-    stack.push_back(seed);
-    auto visit = [&](int32_t j, int32_t x, int32_t y) {
-        if (mask[j] != kUntouched) return;
-        if (!table.accepts(source + static_cast<size_t>(j) * 4)) {
-            mask[j] = kRim;
-            return;
-        }
-        mask[j] = kRegion;
-        writeFill(result + static_cast<size_t>(j) * 4, fillBytes);
-        box.add(x, y);
-        stack.push_back(j);
-    };
-    while (!stack.empty()) {
-        const int32_t i = stack.back();
-        stack.pop_back();
-        const int32_t y = rowOf(i), x = i - y * w;
-        if (i >= w) visit(i - w, x, y - 1);
-        if (i + w < n) visit(i + w, x, y + 1);
-        if (x > 0) visit(i - 1, x - 1, y);
-        if (x + 1 < w) visit(i + 1, x + 1, y);
-    }
-}
+// Region and rim depend only on which pixels pass the test and how they
+// touch (four neighbours: up, down, left, right; eight: the diagonals too,
+// so a one-pixel diagonal line does not stop the region), not on the order
+// of the visit. So the search goes by runs along a row: a pixel taken from
+// the stack grows into the whole run of passing pixels around it, and the
+// rows below and above are scanned along the run (one pixel further each
+// way with eight neighbours): pixels that fail become rim, and one pixel of
+// each passing run is pushed. Each pixel is tested about once, the stack
+// holds one entry a run, and no row end ever leads into the next row.
+class RunSearch {
+public:
+    RunSearch(const uint8_t* source, int32_t w, int32_t h, const AcceptTable& table, Workspace& work, bool diagonals)
+        : source_(source), w_(w), h_(h), table_(table), mask_(work.mask.data()), stack_(work.stack),
+          reach_(diagonals ? 1 : 0) {}
 
-// Lineart phase 1: eight neighbours, only the mask; the rim pixels (mask 2)
-// count in the box too, since phase 2 writes them.
-void lineartSearch(const uint8_t* source, int32_t w, int32_t h, int32_t seed, const AcceptTable& table,
-                   Workspace& work, Box& box) {
-    uint8_t* mask = work.mask.data();
-    std::vector<int32_t>& stack = work.stack;
-    const RowOf rowOf(w);
-    mask[seed] = kRegion;
-    stack.push_back(seed);
-    auto visit = [&](int32_t j, int32_t x, int32_t y) {
-        if (mask[j] != kUntouched) return;
-        box.add(x, y);
-        if (!table.accepts(source + static_cast<size_t>(j) * 4)) {
-            mask[j] = kRim;
-            return;
-        }
-        mask[j] = kRegion;
-        stack.push_back(j);
-    };
-    while (!stack.empty()) {
-        const int32_t i = stack.back();
-        stack.pop_back();
-        const int32_t y = rowOf(i), x = i - y * w;
-        const bool up = y > 0, down = y + 1 < h, left = x > 0, right = x + 1 < w;
-        if (up) {
-            if (left) visit(i - w - 1, x - 1, y - 1);
-            visit(i - w, x, y - 1);
-            if (right) visit(i - w + 1, x + 1, y - 1);
-        }
-        if (left) visit(i - 1, x - 1, y);
-        if (right) visit(i + 1, x + 1, y);
-        if (down) {
-            if (left) visit(i + w - 1, x - 1, y + 1);
-            visit(i + w, x, y + 1);
-            if (right) visit(i + w + 1, x + 1, y + 1);
+    // Calls run(y, x0, x1) for every run of the region (x1 inclusive); `box`
+    // grows over region and rim.
+    template <typename OnRun> void search(int32_t seedX, int32_t seedY, Box& box, OnRun&& run) {
+        stack_.push_back(seedY * w_ + seedX);
+        while (!stack_.empty()) {
+            const int32_t i = stack_.back();
+            stack_.pop_back();
+            if (mask_[i] == kRegion) continue;
+            // Pushed pixels passed the test; the seed is in the region whatever the test says.
+            mask_[i] = kRegion;
+            const int32_t y = i / w_, rowStart = y * w_;
+            int32_t left = i - rowStart, right = left;
+            while (left > 0 && take(rowStart + left - 1)) --left;
+            while (right + 1 < w_ && take(rowStart + right + 1)) ++right;
+            box.add(std::max(left - 1, 0), std::min(right + 1, w_ - 1), y);
+            run(y, left, right);
+            const int32_t from = std::max(left - reach_, 0), to = std::min(right + reach_, w_ - 1);
+            if (y > 0) scanRow(rowStart - w_, from, to, y - 1, box);
+            if (y + 1 < h_) scanRow(rowStart + w_, from, to, y + 1, box);
         }
     }
-}
+
+private:
+    bool passes(int32_t j) const { return table_.accepts(source_ + static_cast<size_t>(j) * 4); }
+    // Grows a run: true when the pixel joins it; one that fails becomes rim.
+    bool take(int32_t j) {
+        if (mask_[j] != kUntouched) return false;
+        if (!passes(j)) {
+            mask_[j] = kRim;
+            return false;
+        }
+        mask_[j] = kRegion;
+        return true;
+    }
+    void scanRow(int32_t rowStart, int32_t from, int32_t to, int32_t y, Box& box) {
+        bool inRun = false, touched = false;
+        for (int32_t x = from; x <= to; ++x) {
+            const int32_t j = rowStart + x;
+            if (mask_[j] != kUntouched) {
+                inRun = false;
+                continue;
+            }
+            touched = true;
+            if (!passes(j)) {
+                mask_[j] = kRim;
+                inRun = false;
+                continue;
+            }
+            if (!inRun) stack_.push_back(j);
+            inRun = true;
+        }
+        if (touched) box.add(from, to, y);
+    }
+
+    const uint8_t* source_;
+    int32_t w_, h_;
+    const AcceptTable& table_;
+    uint8_t* mask_;
+    std::vector<int32_t>& stack_;
+    int32_t reach_;
+};
 
 inline float channelDistance(const float* p, const float* s) {
     return std::fabs(p[0] - s[0]) + std::fabs(p[1] - s[1]) + std::fabs(p[2] - s[2]) + std::fabs(p[3] - s[3]);
@@ -174,12 +164,19 @@ void lineartColour(const uint8_t* source, int32_t w, const uint8_t* seedBytes, c
         delta[c] = s[c] - c1[c];
         blends[c] = static_cast<int>(delta[c] * 255.0) % 256 != 0;
     }
+    uint8_t fillBytes[4];
+    for (int c = 0; c < 4; ++c) fillBytes[c] = clampToByte(f[c]);
     for (int32_t y = box.y0; y <= box.y1; ++y)
         for (int32_t x = box.x0; x <= box.x1; ++x) {
             const size_t i = static_cast<size_t>(y) * static_cast<size_t>(w) + static_cast<size_t>(x);
             if (mask[i] == kUntouched) continue;
             const uint8_t* p = source + i * 4;
             uint8_t* out = result + i * 4;
+            // The bulk of a region: the seed's own bytes, distance 0.
+            if (std::memcmp(p, seedBytes, 4) == 0) {
+                std::memcpy(out, fillBytes, 4);
+                continue;
+            }
             const float pf[4] = {unit[p[0]], unit[p[1]], unit[p[2]], unit[p[3]]};
             const float d = channelDistance(pf, s);
             float v[4];
@@ -216,19 +213,27 @@ Bounds fill(const uint8_t* source, int32_t width, int32_t height, const Params& 
     if (params.seedX < 0 || params.seedY < 0 || params.seedX >= width || params.seedY >= height) return {};
     work.mask.assign(n, kUntouched);
     work.stack.clear();
-    const int32_t seed = params.seedY * width + params.seedX;
-    const uint8_t* seedBytes = source + static_cast<size_t>(seed) * 4;
+    const uint8_t* seedBytes =
+        source + (static_cast<size_t>(params.seedY) * static_cast<size_t>(width) + static_cast<size_t>(params.seedX)) * 4;
     Box box{params.seedX, params.seedY, params.seedX, params.seedY};
     AcceptTable table;
     if (!params.lineart) {
+        // Plain: the region takes the fill as it is found; the rim stays clear.
         table.build<float>(seedBytes, params.tolerance);
-        std::array<uint8_t, 4> fillBytes;
-        for (int c = 0; c < 4; ++c)
-            fillBytes[static_cast<size_t>(c)] = clampToByte(static_cast<float>(params.fill[static_cast<size_t>(c)]));
-        plainSearch(source, width, height, seed, table, fillBytes, result, work, box);
+        uint32_t fillWord;
+        uint8_t fillBytes[4];
+        for (int c = 0; c < 4; ++c) fillBytes[c] = clampToByte(static_cast<float>(params.fill[static_cast<size_t>(c)]));
+        std::memcpy(&fillWord, fillBytes, 4);
+        RunSearch(source, width, height, table, work, false)
+            .search(params.seedX, params.seedY, box, [&](int32_t y, int32_t x0, int32_t x1) {
+                uint8_t* out = result + (static_cast<size_t>(y) * static_cast<size_t>(width) + static_cast<size_t>(x0)) * 4;
+                for (int32_t x = x0; x <= x1; ++x, out += 4) std::memcpy(out, &fillWord, 4);
+            });
     } else {
+        // Lineart: the mask first (in double precision), then the colours.
         table.build<double>(seedBytes, params.tolerance);
-        lineartSearch(source, width, height, seed, table, work, box);
+        RunSearch(source, width, height, table, work, true)
+            .search(params.seedX, params.seedY, box, [](int32_t, int32_t, int32_t) {});
         lineartColour(source, width, seedBytes, params.fill, result, work, box);
     }
     return {box.x0, box.y0, box.x1 + 1, box.y1 + 1};

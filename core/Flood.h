@@ -26,7 +26,8 @@ struct Params {
     bool lineart = false;
 };
 
-// The box of the pixels a fill wrote (mask non-zero); empty when none.
+// A box that holds every pixel a fill wrote, and perhaps the rim around
+// them (one pixel more each way); empty when nothing was written.
 struct Bounds {
     int32_t x0 = 0, y0 = 0, x1 = 0, y1 = 0; // x1, y1 one past the last
     bool empty() const { return x1 <= x0 || y1 <= y0; }
