@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 #include <cstdio>
 #include <filesystem>
 #include <string>
@@ -153,5 +154,30 @@ TEST(FillE2E, BucketFillsARingPickedColourPaints) {
     app.moveMouse(5, start.height - 5);
     const Screenshot painted = settledShot(app, "fill_6_stroke");
     EXPECT_TRUE(isRed(painted.at(static_cast<int>(left + 175 * s), sy)));
+
+    // Over a clear part of the picture the picker takes the checkerboard's
+    // colour as the window shows it, and the next stroke paints with that.
+    const int px = static_cast<int>(left + 200 * s), py = static_cast<int>(top + 60 * s);
+    const uint8_t* shown = painted.at(px, py);
+    const int grey = shown[0];
+    ASSERT_TRUE(shown[1] == grey && shown[2] == grey && grey > 150) << "not the checkerboard at the pick point";
+    app.moveMouse(px, py);
+    app.waitFrames(3);
+    app.xdotool("keydown alt");
+    app.waitFrames(3);
+    app.xdotool("click 1");
+    app.waitFrames(4);
+    app.xdotool("keyup alt");
+    app.waitFrames(4);
+    const int gy = static_cast<int>(top + 300 * s);
+    std::vector<std::pair<int, int>> greyStroke;
+    for (int x = static_cast<int>(left + 100 * s); x <= static_cast<int>(left + 250 * s); x += 8)
+        greyStroke.push_back({x, gy});
+    app.drag(greyStroke);
+    app.moveMouse(5, start.height - 5);
+    const Screenshot picked = settledShot(app, "fill_7_checker_pick");
+    const uint8_t* g = picked.at(static_cast<int>(left + 175 * s), gy);
+    EXPECT_LE(std::abs(g[0] - grey) + std::abs(g[1] - grey) + std::abs(g[2] - grey), 3)
+        << "stroke " << int(g[0]) << "," << int(g[1]) << "," << int(g[2]) << " picked " << grey;
     fs::remove_all(dir);
 }
