@@ -157,7 +157,17 @@ TEST(FillE2E, BucketFillsARingPickedColourPaints) {
 
     // Over a clear part of the picture the picker takes the checkerboard's
     // colour as the window shows it, and the next stroke paints with that.
-    const int px = static_cast<int>(left + 200 * s), py = static_cast<int>(top + 60 * s);
+    // A point inside one square of the checkerboard, so that the pointer's
+    // hot spot and the pixel row read for it show the same grey.
+    int px = static_cast<int>(left + 200 * s), py = static_cast<int>(top + 60 * s);
+    auto uniformAround = [&painted](int x, int y) {
+        for (int dy = -2; dy <= 2; ++dy)
+            for (int dx = -2; dx <= 2; ++dx)
+                if (painted.at(x + dx, y + dy)[0] != painted.at(x, y)[0]) return false;
+        return true;
+    };
+    for (int step = 0; step < 10 && !uniformAround(px, py); ++step) ++px, ++py;
+    ASSERT_TRUE(uniformAround(px, py));
     const uint8_t* shown = painted.at(px, py);
     const int grey = shown[0];
     ASSERT_TRUE(shown[1] == grey && shown[2] == grey && grey > 150) << "not the checkerboard at the pick point";
