@@ -3,6 +3,8 @@
 // itself and the fill run in the GL and end-to-end tests).
 #include <gtest/gtest.h>
 
+#include <vector>
+
 #include "canvas/Canvas.h"
 #include "canvas/Painter.h"
 #include "core/Globals.h"
@@ -11,6 +13,11 @@
 #include "core/PaintingApplication.h"
 #include "history/History.h"
 #include "tools/BucketFillActionTool.h"
+#include "tools/ToolPanel.h"
+#include "widgets/Animator.h"
+#include "widgets/ButtonWidget.h"
+#include "widgets/Slider.h"
+#include "widgets/TextWidget.h"
 
 // Hue, saturation and value follow every change of the colour, since the
 // colour dynamics start from them. Cyan at half value: the largest channel
@@ -91,4 +98,52 @@ TEST_F(PickerRouting, BucketClickOffTheCanvasRecordsNothing) {
     }
     EXPECT_EQ(gHistory.actionCount(), before);
     EXPECT_TRUE(gPainter.tools[9]->isActive());
+}
+
+// The bucket's strip: two labelled sliders and two boxes at their places
+// (96-dpi units times GuiScale, y up inside the strip); they start from the
+// tool's settings and write them back.
+TEST(BucketPanel, WidgetsStartFromTheToolAndWriteItsSettings) {
+    AnimatorRegistry::instance().clear();
+    createToolOptionsBar();
+    BucketFillActionTool tool(&gPainter);
+    tool.opacity = 0.5f;
+    tool.sampleAllLayers = true;
+    tool.activate();
+    ASSERT_EQ(gToolOptionsBar->children.size(), 6u);
+    std::vector<Slider<float>*> sliders;
+    std::vector<CheckBoxWidget*> boxes;
+    std::vector<TextWidget*> labels;
+    for (const auto& w : gToolOptionsBar->children) {
+        if (auto* s = dynamic_cast<Slider<float>*>(w.get())) sliders.push_back(s);
+        if (auto* b = dynamic_cast<CheckBoxWidget*>(w.get())) boxes.push_back(b);
+        if (auto* t = dynamic_cast<TextWidget*>(w.get())) labels.push_back(t);
+    }
+    ASSERT_EQ(sliders.size(), 2u);
+    ASSERT_EQ(boxes.size(), 2u);
+    ASSERT_EQ(labels.size(), 2u);
+    EXPECT_EQ(labels[0]->text, "Opacity");
+    EXPECT_EQ(labels[1]->text, "Tolerance");
+    EXPECT_EQ(labels[0]->textColor[0], 1.0f);
+    EXPECT_EQ(sliders[0]->relX, 100 * GuiScale);
+    EXPECT_EQ(sliders[1]->relX, 350 * GuiScale);
+    EXPECT_EQ(sliders[0]->width, 100 * GuiScale);
+    EXPECT_FLOAT_EQ(sliders[0]->value, 0.5f);
+    EXPECT_FLOAT_EQ(sliders[1]->value, 0.1f);
+    EXPECT_EQ(boxes[0]->label, "Optimize for lineart");
+    EXPECT_EQ(boxes[0]->relY, 30 * GuiScale);
+    EXPECT_EQ(boxes[1]->relY, 10 * GuiScale);
+    EXPECT_FALSE(boxes[0]->checked);
+    EXPECT_TRUE(boxes[1]->checked);
+    // The knob at the end of the track: the full value.
+    sliders[1]->setKnob(sliders[1]->trackLength());
+    EXPECT_FLOAT_EQ(tool.tolerance, 1.0f);
+    boxes[0]->toggle();
+    EXPECT_TRUE(tool.optimizeForLineart);
+    boxes[1]->toggle();
+    EXPECT_FALSE(tool.sampleAllLayers);
+    tool.deactivate();
+    EXPECT_TRUE(gToolOptionsBar->children.empty());
+    AnimatorRegistry::instance().clear();
+    gToolOptionsBar.reset();
 }
