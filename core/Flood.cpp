@@ -9,6 +9,11 @@ namespace flood {
 namespace {
 
 constexpr uint8_t kUntouched = 0, kRegion = 1, kRim = 2;
+// Before the search every pixel is tested once, in one pass over the picture
+// without a branch: a pixel that fails starts as kFails, one that passes as
+// kUntouched. The search then reads only the mask, and a failing pixel it
+// reaches becomes rim; those it never reaches count as untouched.
+constexpr uint8_t kFails = 3;
 
 // Which byte values of each channel pass the seed test. The test compares
 // channels as fractions of 255 with the seed's and rejects a difference
@@ -29,8 +34,12 @@ struct AcceptTable {
             }
         }
     }
-    bool accepts(const uint8_t* p) const {
-        return (ok[0][p[0]] & ok[1][p[1]] & ok[2][p[2]] & ok[3][p[3]]) != 0;
+    // The mask's starting state: kUntouched where the pixel passes, else kFails.
+    void markFailures(const uint8_t* source, uint8_t* mask, size_t n) const {
+        for (size_t i = 0; i < n; ++i, source += 4) {
+            const uint8_t pass = ok[0][source[0]] & ok[1][source[1]] & ok[2][source[2]] & ok[3][source[3]];
+            mask[i] = static_cast<uint8_t>(kFails * (1 - pass));
+        }
     }
 };
 
@@ -56,12 +65,13 @@ uint8_t clampToByte(float v) {
 // the stack grows into the whole run of passing pixels around it, and the
 // rows below and above are scanned along the run (one pixel further each
 // way with eight neighbours): pixels that fail become rim, and one pixel of
-// each passing run is pushed. Each pixel is tested about once, the stack
-// holds one entry a run, and no row end ever leads into the next row.
+// each passing run is pushed. The search reads the mask only (the test ran
+// before it), the stack holds one entry a run, and no row end ever leads
+// into the next row.
 class RunSearch {
 public:
-    RunSearch(const uint8_t* source, int32_t w, int32_t h, const AcceptTable& table, Workspace& work, bool diagonals)
-        : source_(source), w_(w), h_(h), table_(table), mask_(work.mask.data()), stack_(work.stack),
+    RunSearch(int32_t w, int32_t h, Workspace& work, bool diagonals)
+        : w_(w), h_(h), mask_(work.mask.data()), stack_(work.stack),
           reach_(diagonals ? 1 : 0) {}
 
     // Calls run(y, x0, x1) for every run of the region (x1 inclusive); `box`
@@ -87,40 +97,37 @@ public:
     }
 
 private:
-    bool passes(int32_t j) const { return table_.accepts(source_ + static_cast<size_t>(j) * 4); }
     // Grows a run: true when the pixel joins it; one that fails becomes rim.
     bool take(int32_t j) {
-        if (mask_[j] != kUntouched) return false;
-        if (!passes(j)) {
-            mask_[j] = kRim;
-            return false;
+        const uint8_t m = mask_[j];
+        if (m == kUntouched) {
+            mask_[j] = kRegion;
+            return true;
         }
-        mask_[j] = kRegion;
-        return true;
+        if (m == kFails) mask_[j] = kRim;
+        return false;
     }
     void scanRow(int32_t rowStart, int32_t from, int32_t to, int32_t y, Box& box) {
         bool inRun = false, touched = false;
         for (int32_t x = from; x <= to; ++x) {
             const int32_t j = rowStart + x;
-            if (mask_[j] != kUntouched) {
-                inRun = false;
+            const uint8_t m = mask_[j];
+            if (m == kUntouched) {
+                touched = true;
+                if (!inRun) stack_.push_back(j);
+                inRun = true;
                 continue;
             }
-            touched = true;
-            if (!passes(j)) {
+            if (m == kFails) {
+                touched = true;
                 mask_[j] = kRim;
-                inRun = false;
-                continue;
             }
-            if (!inRun) stack_.push_back(j);
-            inRun = true;
+            inRun = false;
         }
         if (touched) box.add(from, to, y);
     }
 
-    const uint8_t* source_;
     int32_t w_, h_;
-    const AcceptTable& table_;
     uint8_t* mask_;
     std::vector<int32_t>& stack_;
     int32_t reach_;
@@ -169,7 +176,7 @@ void lineartColour(const uint8_t* source, int32_t w, const uint8_t* seedBytes, c
     for (int32_t y = box.y0; y <= box.y1; ++y)
         for (int32_t x = box.x0; x <= box.x1; ++x) {
             const size_t i = static_cast<size_t>(y) * static_cast<size_t>(w) + static_cast<size_t>(x);
-            if (mask[i] == kUntouched) continue;
+            if (mask[i] != kRegion && mask[i] != kRim) continue;
             const uint8_t* p = source + i * 4;
             uint8_t* out = result + i * 4;
             // The bulk of a region: the seed's own bytes, distance 0.
@@ -211,7 +218,7 @@ Bounds fill(const uint8_t* source, int32_t width, int32_t height, const Params& 
     const size_t n = static_cast<size_t>(width) * static_cast<size_t>(height);
     std::memset(result, 0, n * 4);
     if (params.seedX < 0 || params.seedY < 0 || params.seedX >= width || params.seedY >= height) return {};
-    work.mask.assign(n, kUntouched);
+    work.mask.resize(n);
     work.stack.clear();
     const uint8_t* seedBytes =
         source + (static_cast<size_t>(params.seedY) * static_cast<size_t>(width) + static_cast<size_t>(params.seedX)) * 4;
@@ -220,11 +227,12 @@ Bounds fill(const uint8_t* source, int32_t width, int32_t height, const Params& 
     if (!params.lineart) {
         // Plain: the region takes the fill as it is found; the rim stays clear.
         table.build<float>(seedBytes, params.tolerance);
+        table.markFailures(source, work.mask.data(), n);
         uint32_t fillWord;
         uint8_t fillBytes[4];
         for (int c = 0; c < 4; ++c) fillBytes[c] = clampToByte(static_cast<float>(params.fill[static_cast<size_t>(c)]));
         std::memcpy(&fillWord, fillBytes, 4);
-        RunSearch(source, width, height, table, work, false)
+        RunSearch(width, height, work, false)
             .search(params.seedX, params.seedY, box, [&](int32_t y, int32_t x0, int32_t x1) {
                 uint8_t* out = result + (static_cast<size_t>(y) * static_cast<size_t>(width) + static_cast<size_t>(x0)) * 4;
                 for (int32_t x = x0; x <= x1; ++x, out += 4) std::memcpy(out, &fillWord, 4);
@@ -232,7 +240,8 @@ Bounds fill(const uint8_t* source, int32_t width, int32_t height, const Params& 
     } else {
         // Lineart: the mask first (in double precision), then the colours.
         table.build<double>(seedBytes, params.tolerance);
-        RunSearch(source, width, height, table, work, true)
+        table.markFailures(source, work.mask.data(), n);
+        RunSearch(width, height, work, true)
             .search(params.seedX, params.seedY, box, [](int32_t, int32_t, int32_t) {});
         lineartColour(source, width, seedBytes, params.fill, result, work, box);
     }

@@ -36,7 +36,7 @@ struct Bounds {
 // Working memory that a caller may keep between fills: one byte a pixel and
 // the stack of pixels still to visit (grown by doubling, never per pixel).
 struct Workspace {
-    std::vector<uint8_t> mask;   // 0 untouched, 1 region, 2 tested and rejected
+    std::vector<uint8_t> mask;   // 0 untouched, 1 region, 2 rim, 3 fails but not reached
     std::vector<int32_t> stack;
 };
 
