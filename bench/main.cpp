@@ -1,7 +1,7 @@
 // kestrelwing-bench: speed and memory figures as "NAME value unit" lines;
 // where a peer exists its figure and our/peer ratio follow, measured in the
 // same run. `--quick` runs small sizes only, to check that it works;
-// `--only files` (or dabs, undo, replay, image, video) runs one group; files leaves out
+// `--only files` (or dabs, undo, replay, image, video, fill) runs one group; files leaves out
 // the batch replay of the generated process.
 #include <cstdio>
 #include <cstring>
@@ -11,6 +11,7 @@
 #include "bench/BenchSupport.h"
 #include "bench/DabBench.h"
 #include "bench/FileBench.h"
+#include "bench/FloodBench.h"
 #include "bench/HistoryBench.h"
 #include "bench/ImageBench.h"
 #include "bench/VideoBench.h"
@@ -54,6 +55,8 @@ int main(int argc, char** argv) {
         bench::resetPeakResident();
         if (group("files")) bench::runLayeredFile(4096, 10);
     }
+    if (group("fill")) bench::runFloodFill(quick ? 512 : 4096, quick ? 1 : 3);
+    bench::resetPeakResident();
     if (group("image")) bench::runImageOpen(quick ? 1024 : 6000, quick ? 768 : 4000);
     bench::resetPeakResident();
     if (group("video")) bench::runVideoExport(quick ? 100 : 1000);

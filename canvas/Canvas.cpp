@@ -325,6 +325,12 @@ void Canvas::selectBrushSlot(int wantedMode) {
     brush.mode = wantedMode;
 }
 
+void Canvas::setColor(brush::Rgb rgb) {
+    color[0] = rgb.r, color[1] = rgb.g, color[2] = rgb.b;
+    const brush::Hsv hsv = brush::rgbToHsv(rgb);
+    colorHsv[0] = hsv.h, colorHsv[1] = hsv.s, colorHsv[2] = hsv.v;
+}
+
 void Canvas::beginStroke(float x, float y) {
     if (builder.strokeEnded() || !history || !surfacesMade) return;
     selectBrushSlot(gWantedMode);
@@ -701,5 +707,49 @@ void Canvas::fillSelection(brush::Rgb fillColor) {
     compositeStroke(plain, fillColor);
     // Nothing of the fill may show as a stroke preview afterwards.
     clearBufferRegion(strokeBuffer, strokeUsed_, 1.0f);
+    strokeFine_.clear();
+}
+
+void Canvas::mergeImage(const uint8_t* rgba, const PixelRect& box) {
+    if (!surfacesMade) return;
+    const int32_t x0 = std::max(box.x, 0), y0 = std::max(box.y, 0);
+    const int32_t x1 = std::min(box.right(), width), y1 = std::min(box.top(), height);
+    if (x1 <= x0 || y1 <= y0) return;
+    const PixelRect cut{x0, y0, x1 - x0, y1 - y0};
+    // Whatever an earlier stroke left in the buffers goes first: outside the
+    // box the image is clear, and so must the buffer be.
+    if (selectionActive) clearBufferRegion(rawStrokeBuffer, rawStrokeUsed_, 0.0f);
+    clearBufferRegion(strokeBuffer, strokeUsed_, 0.0f);
+    strokeFine_.clear();
+    Framebuffer& target = selectionActive ? rawStrokeBuffer : strokeBuffer;
+    // One upload of the box, read out of the whole-canvas image.
+    glPushClientAttrib(GL_CLIENT_PIXEL_STORE_BIT);
+    glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
+    glPixelStorei(GL_UNPACK_ROW_LENGTH, width);
+    glBindTexture(GL_TEXTURE_2D, target.textureId);
+    glTexSubImage2D(GL_TEXTURE_2D, 0, cut.x, cut.y, cut.width, cut.height, GL_RGBA, GL_UNSIGNED_BYTE,
+                    rgba + (static_cast<std::size_t>(cut.y) * static_cast<std::size_t>(width) +
+                            static_cast<std::size_t>(cut.x)) * 4);
+    glBindTexture(GL_TEXTURE_2D, 0);
+    glPopClientAttrib();
+    target.updated = true;
+    (selectionActive ? rawStrokeUsed_ : strokeUsed_).add(cut);
+    strokeFine_.add(cut);
+    if (selectionActive) applyMask();
+    const PixelRegion change = passRegion(strokeUsed_);
+    PixelRegion drawn = strokeFine_;
+    if (!limitPassesToChanges) drawn = change;
+    const GLuint layerTexture = currentLayerSurface().textureId;
+    Framebuffer& surface = beginSurfacePass(change, drawn.full());
+    surface.bind(GL_DRAW_FRAMEBUFFER);
+    {
+        CanvasProjection projection(width, height);
+        drawTwoTexturePass(premultipliedOverProgram, "strokeTex", strokeBuffer.textureId, "canvasTex", layerTexture,
+                           drawn);
+    }
+    surface.unbind();
+    endSurfacePass(change);
+    // Nothing of the fill may show as a stroke preview afterwards.
+    clearBufferRegion(strokeBuffer, strokeUsed_, 0.0f);
     strokeFine_.clear();
 }

@@ -76,6 +76,12 @@ public:
 
     Framebuffer& currentLayerSurface() { return layerSurface[static_cast<size_t>(currentSurface)]; }
     Framebuffer& otherLayerSurface() { return layerSurface[static_cast<size_t>(1 - currentSurface)]; }
+    // The other surface of the pair as scratch space (the bucket fill
+    // composes the visible layers there); the next pass brings it up to date.
+    Framebuffer& borrowOtherSurface() {
+        staleRegion_.addAll();
+        return otherLayerSurface();
+    }
 
     // ---- passes limited to what changed ----
     // Every write to the layer surfaces goes through one of these, so the
@@ -139,6 +145,11 @@ public:
     // Paints the colour (opaque) over the current layer through the mask,
     // with the ordinary merge. Needs a selection.
     void fillSelection(brush::Rgb fillColor);
+    // Lays a premultiplied RGBA image of canvas size (rows bottom-up), clear
+    // outside `box`, over the current layer as a finished stroke: through the
+    // mask when a selection is in force, premultiplied over, one flip. The
+    // bucket fill's merge.
+    void mergeImage(const uint8_t* rgba, const PixelRect& box);
 
     // Off: every pass covers the whole surface, as the reference that the
     // limited passes are tested against. On by default.
@@ -148,8 +159,12 @@ public:
     // the other mode is active.
     std::array<Brush, 2> toolBrushes;
     Brush brush;
+    // The current colour, and the same as hue, saturation and value, which
+    // the colour dynamics start from. Write both through setColor only.
     float color[3] = {0, 0, 0};
     float colorHsv[3] = {0, 0, 0}; // hue in degrees, saturation, value
+    void setColor(brush::Rgb rgb);
+    brush::Rgb currentColor() const { return {color[0], color[1], color[2]}; }
     bool selectionActive = false;
     int currentSurface = 0;
     Framebuffer strokeBuffer;

@@ -256,9 +256,8 @@ void Painter::draw() {
     if (pickRequested) {
         float rgba[4] = {0, 0, 0, 0};
         glReadPixels(pickX, pickY, 1, 1, GL_RGBA, GL_FLOAT, rgba);
-        canvas->color[0] = rgba[0];
-        canvas->color[1] = rgba[1];
-        canvas->color[2] = rgba[2];
+        // What the window shows there; its alpha plays no part.
+        canvas->setColor({rgba[0], rgba[1], rgba[2]});
     }
     for (auto& tool : tools)
         if (tool->isActive()) tool->drawToolOverlay();

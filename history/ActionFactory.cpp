@@ -21,7 +21,7 @@ std::unique_ptr<HistoryAction> makeAction(int32_t type, const ActionContext& c) 
     case ImagePasteAction::kTypeCode: return std::make_unique<ImagePasteAction>(c.canvas, c.layers);
     case ImageResizeAction::kTypeCode: return std::make_unique<ImageResizeAction>(c.canvas, c.layers);
     case GradientFillAction::kTypeCode: return std::make_unique<GradientFillAction>(c.canvas);
-    case BucketFillAction::kTypeCode: return std::make_unique<BucketFillAction>(c.canvas);
+    case BucketFillAction::kTypeCode: return std::make_unique<BucketFillAction>(c.canvas, c.layers);
     case ImageCutAction::kTypeCode: return std::make_unique<ImageCutAction>(c.canvas);
     default: return nullptr;
     }

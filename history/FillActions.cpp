@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "canvas/BucketFill.h"
 #include "io/BinaryStream.h"
 
 bool GradientFillAction::execute() {
@@ -40,9 +41,15 @@ void GradientFillAction::read(io::BinaryReader& in) {
 }
 
 bool BucketFillAction::execute() {
-    // The bucket fill tool completes this (search on a read-back copy, upload
-    // into the stroke buffer, merge like a stroke). Until then nothing changes.
-    (void)canvas_;
+    // The search runs again on the pixels of this moment, so a replay after
+    // other changes fills what is there then.
+    flood::Params params;
+    params.seedX = seedX;
+    params.seedY = seedY;
+    params.fill = color;
+    params.tolerance = tolerance;
+    params.lineart = optimizeForLineart;
+    runBucketFill(canvas_, layers_, params, sampleAllLayers);
     return true;
 }
 

@@ -8,6 +8,7 @@
 #include "history/HistoryAction.h"
 
 class Canvas;
+class MultiLayeredImage;
 
 // A linear ramp from start to end through any number of stops.
 class GradientFillAction : public HistoryAction {
@@ -38,7 +39,7 @@ public:
     static constexpr int32_t kLineartSinceFormat = 20;
     static constexpr int32_t kSampleAllSinceFormat = 22;
 
-    explicit BucketFillAction(Canvas& canvas) : canvas_(canvas) {}
+    BucketFillAction(Canvas& canvas, MultiLayeredImage& layers) : canvas_(canvas), layers_(layers) {}
 
     int type() const override { return kTypeCode; }
     bool countsAsStep() const override { return true; }
@@ -56,4 +57,5 @@ public:
 
 private:
     Canvas& canvas_;
+    MultiLayeredImage& layers_;
 };

@@ -93,7 +93,7 @@ std::vector<uint8_t> flattenedOverBlack(Canvas& canvas, const MultiLayeredImage&
 } // namespace
 
 void composeLayersOver(Canvas& canvas, const MultiLayeredImage& layers, Framebuffer& target, float red, float green,
-                       float blue, int first, int last, GLuint base) {
+                       float blue, int first, int last, GLuint base, float alpha) {
     const int w = canvas.width, h = canvas.height;
     if (last < 0 || last > layers.count()) last = layers.count();
     target.bind(GL_DRAW_FRAMEBUFFER);
@@ -114,7 +114,7 @@ void composeLayersOver(Canvas& canvas, const MultiLayeredImage& layers, Framebuf
             drawQuad(0.0f, 0.0f, static_cast<float>(w), static_cast<float>(h));
             glBindTexture(GL_TEXTURE_2D, 0);
         } else {
-            glClearColor(red, green, blue, 1);
+            glClearColor(red, green, blue, alpha);
             glClear(GL_COLOR_BUFFER_BIT);
         }
         glEnable(GL_BLEND);

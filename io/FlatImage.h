@@ -27,6 +27,7 @@ std::vector<uint8_t> flatImagePixels(Canvas& canvas, const MultiLayeredImage& la
 // without alpha. Only the layers from `first` up to, not including, `last`
 // (-1: all); with a `base` texture of canvas size, that picture is copied in
 // first instead of the clear, so that the layers below a cached composition
-// need not be drawn again: the result is the same bytes.
+// need not be drawn again: the result is the same bytes. `alpha` is the
+// background's (the bucket fill samples the layers over transparent black).
 void composeLayersOver(Canvas& canvas, const MultiLayeredImage& layers, Framebuffer& target, float red, float green,
-                       float blue, int first = 0, int last = -1, unsigned base = 0);
+                       float blue, int first = 0, int last = -1, unsigned base = 0, float alpha = 1.0f);

@@ -133,7 +133,7 @@ inline void performEveryActionType(GlDocument& d) {
     gradient->colors = {{1, 0, 0, 1}, {0, 0, 1, 0}, {0, 1, 0, 0.5f}};
     gradient->positions = {0, 1, 0.5f};
     d.perform(std::move(gradient));
-    auto bucket = std::make_unique<BucketFillAction>(c);                                 // 21
+    auto bucket = std::make_unique<BucketFillAction>(c, l);                              // 21
     bucket->seedX = 3;
     bucket->seedY = 4;
     bucket->color = {10, 20, 30, 40};
