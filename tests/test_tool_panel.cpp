@@ -67,3 +67,17 @@ TEST_F(ToolPanelStrip, ASwitchOfToolsCancelsTheFadeOutSoTheNextPanelStays) {
     EXPECT_TRUE(gToolOptionsBar->visible) << "the old fade-out must not hide the new panel";
     EXPECT_EQ(gToolOptionsBar->opacity, 1.0f);
 }
+
+TEST_F(ToolPanelStrip, AnEmptyStripLetsThePointerThroughAndAFilledOneTakesIt) {
+    placeToolOptionsBar(800, 600);
+    Tool tool;
+    tool.activate();
+    runFor(400);
+    gToolOptionsBar->update(0, 0, 0);
+    // y is up: the strip covers 550..600.
+    EXPECT_EQ(gToolOptionsBar->onMouseButton(0, 0, 400, 575, false), 0) << "a tool without options";
+    EXPECT_EQ(gToolOptionsBar->onMouseMove(400, 575, false), 0);
+    gToolOptionsBar->add(std::make_shared<Widget>(10, 10, 20, 20));
+    gToolOptionsBar->update(0, 0, 0);
+    EXPECT_NE(gToolOptionsBar->onMouseButton(0, 0, 400, 575, false), 0) << "a panel's band takes the click";
+}
