@@ -10,6 +10,7 @@
 #include "core/InteractionMode.h"
 #include "core/PaintingApplication.h"
 #include "ui/FileFlows.h"
+#include "ui/Interface.h"
 #include "ui/ReplayPrompt.h"
 #include "ui/VideoExportSession.h"
 
@@ -134,7 +135,7 @@ void offerModifierMask(PaintingApplication& app, InputState& input, Canvas& canv
 
 bool runBuiltInKey(PaintingApplication& app, Painter& painter, int32_t code) {
     switch (code) {
-    case 9: notAvailableYet(app, "show/hide GUI"); return true;
+    case 9: toggleInterface(); return true;
     case 27:
         // While a load, save or export runs, ESC asks it to stop.
         if (app.busy()) app.cancelRequested = true;
