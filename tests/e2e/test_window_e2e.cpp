@@ -30,8 +30,8 @@ TEST(WindowE2E, BlankCanvasOverCheckerboardWithDrawnCursor) {
     // Pointer in the grey surround, so the white arrow stands out; below the
     // tool bar (which reaches 545 pixels down) and left of the brush sliders.
     const int px = left / 2 - 5, py = 600;
-    // The canvas right of the tool bar.
-    const int canvasX0 = 100;
+    // The canvas right of the tool bar and its shadow.
+    const int canvasX0 = 110;
     app.moveMouse(px, py);
     app.waitFrames(10);
     Screenshot start = app.screenshot();
