@@ -3,6 +3,8 @@
 #include <GL/glew.h>
 
 #include <cmath>
+#include <cstdio>
+#include <cstdlib>
 
 #include "canvas/Canvas.h"
 #include "canvas/GlPixels.h"
@@ -69,6 +71,12 @@ void Painter::selectTool(int index) {
     if (application->interactionMode != kModeTool) application->setInteractionMode(kModeTool);
     if (app->currentToolIndex_ != 11 && app->currentToolIndex_ != 4) app->previousToolIndex = app->currentToolIndex_;
     app->currentToolIndex_ = index;
+    // Tests of the real program follow the switches here.
+    static const bool trace = [] {
+        const char* v = std::getenv("KESTRELWING_TRACE_INTERFACE");
+        return v && *v && *v != '0';
+    }();
+    if (trace) std::printf("current tool: %d\n", index), std::fflush(stdout);
 }
 
 Tool* Painter::routedTool() const {

@@ -12,6 +12,7 @@
 #include "core/PaintingApplication.h"
 #include "ui/FileFlows.h"
 #include "ui/HelpDialog.h"
+#include "ui/Interface.h"
 #include "ui/ReplayPrompt.h"
 #include "ui/SettingsDialog.h"
 #include "ui/VideoExportSession.h"
@@ -168,7 +169,7 @@ void offerModifierMask(PaintingApplication& app, InputState& input, Canvas& canv
 
 bool runBuiltInKey(PaintingApplication& app, Painter& painter, int32_t code) {
     switch (code) {
-    case 9: notAvailableYet(app, "show/hide GUI"); return true;
+    case 9: toggleInterface(); return true;
     case 27:
         // While a load, save or export runs, ESC asks it to stop.
         if (app.busy()) app.cancelRequested = true;

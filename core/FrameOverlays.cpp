@@ -13,9 +13,11 @@
 #include "core/InputState.h"
 #include "core/PaintingApplication.h"
 #include "tools/Tool.h"
+#include "ui/Interface.h"
 #include "ui/ReplaySession.h"
 #include "widgets/DrawHelpers.h"
 #include "widgets/GlFont.h"
+#include "widgets/ImageButton.h"
 
 namespace {
 int statusLineHeight() { return static_cast<int>(1.5f * gFontGui->height); }
@@ -67,13 +69,15 @@ void drawStatusLines() {
 
     // The pointer's canvas position, right-aligned at the top right. It goes
     // with the tool bar, which a replay hides with the other panels.
-    if (mode != kModeInterface && !gApp->Application::busy && !activePlayer()) {
+    if (interfaceShown() && mode != kModeInterface && !gApp->Application::busy && !activePlayer()) {
         char text[64];
         std::snprintf(text, sizeof text, "[%d,%d]", static_cast<int>(gPainter.canvasPosition.x),
                       static_cast<int>(gPainter.canvasPosition.y));
         const int width = textWidth(gFontMono.get(), text);
         printRaw(*gFontMono, static_cast<float>(static_cast<int>(w) - 5 - width), 20.0f, text);
     }
+    // The tool tip of the button under the pointer, over everything.
+    drawToolTip();
     glPopAttrib();
 }
 

@@ -16,6 +16,8 @@
 #include "core/MainLoop.h"
 #include "history/History.h"
 #include "tools/Tool.h"
+#include "ui/Interface.h"
+#include "widgets/ImageButton.h"
 #include "platform/X11Window.h"
 #include "platform/Paths.h"
 #include "platform/Settings.h"
@@ -122,9 +124,9 @@ platform::VirtualScreen PaintingApplication::virtualScreen() const {
             static_cast<float>(r.height)};
 }
 
-void PaintingApplication::openColourHud(int, int) {
-    // The colour and size HUD comes with the interface panels.
-}
+void PaintingApplication::resetToolTip() { hideToolTip(); }
+void PaintingApplication::openColourHud(int x, int y) { ::openColourHud(x, y); }
+void PaintingApplication::closeColourHud() { ::closeColourHud(); }
 
 // The axis lock of the size-and-zoom drag (and of straight strokes):
 // 2 at rest, 3 waiting for a 5-pixel move, then 1 (y held) or 0 (x held).

@@ -47,9 +47,9 @@ public:
     int currentToolIndex() const override { return currentToolIndex_; }
     math::Vec2 windowOrigin() const override;
     platform::VirtualScreen virtualScreen() const override;
-    void resetToolTip() override {}
+    void resetToolTip() override;
     void openColourHud(int x, int y) override;
-    void closeColourHud() override {}
+    void closeColourHud() override;
     void engageAxisLock(int x, int y) override;
     void unconsumedKey(int code) override;
     void zoomAt(bool zoomIn, int x, int y, float factor) override;

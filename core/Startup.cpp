@@ -35,6 +35,7 @@
 #include "tools/ToolPanel.h"
 #include "ui/FileFlows.h"
 #include "ui/InProgramFileDialog.h"
+#include "ui/Interface.h"
 #include "ui/ModalFlows.h"
 #include "ui/NotificationWidget.h"
 #include "ui/ReplaySession.h"
@@ -216,18 +217,24 @@ int runProgram(const CommandLine& commandLine) {
     setInputHost(gApp);
     // The interface gets events before the canvas.
     createGuiRoot(&gRenderArea);
-    if (widgetDemoRequested()) {
+    // The widget demo screen stands alone, with the notifications and the strip.
+    const bool demo = widgetDemoRequested();
+    if (demo) {
         buildWidgetDemo(*gGui);
         buildDialogDemo(*gGui);
+        gApp->notification = createNotificationWidget(*gGui);
     }
-    gApp->notification = createNotificationWidget(*gGui);
-    // The current tool's options strip lies above everything but dialogs.
     createToolOptionsBar();
-    placeToolOptionsBar(static_cast<int>(gRenderArea.width), static_cast<int>(gRenderArea.height));
-    gGui->add(gToolOptionsBar);
+    if (demo) {
+        placeToolOptionsBar(static_cast<int>(gRenderArea.width), static_cast<int>(gRenderArea.height));
+        gGui->add(gToolOptionsBar);
+    }
+    createToolBar();
     InputDispatcher::instance().add(gApp->painter);
     gApp->setTitle("unnamed_image", "");
     commands::createCommands(*gApp, gPainter);
+    // After the commands: the tool tips show their keys.
+    if (!demo) buildInterface(false);
     ensureFramebufferTested();
 
     const PaintingApplicationOptions& o = gApp->getOptions();
@@ -239,6 +246,8 @@ int runProgram(const CommandLine& commandLine) {
         while (!done()) platform::sleepMs(20);
     });
     if (!opened) makeBlankImage(size.width, size.height);
+    // The start tool shows its panel like any tool selected later.
+    if (!demo) gPainter.currentTool->activate();
     if (commandLine.file.empty()) enterStartDirectory();
     gApp->autosavePath = autosaveTarget(platform::tempDir(), gApp->closingStatus->cleanExit,
                                         [](const std::string& p) { return std::filesystem::exists(p); });

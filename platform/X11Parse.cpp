@@ -1,5 +1,6 @@
 #include "platform/X11Parse.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstring>
@@ -102,9 +103,29 @@ std::string firstDroppedPath(const std::string& body, const std::string& thisHos
 }
 
 float guiScaleFromResources(const char* resources, const char* envOverride) {
+    return guiScaleFor(resources, envOverride, 0, 0);
+}
+
+float guiScaleFromScreenSize(int pixels, int millimetres) {
+    if (pixels <= 0 || millimetres < 50) return 1.0f;
+    const float dpi = static_cast<float>(pixels) * 25.4f / static_cast<float>(millimetres);
+    if (dpi < 24.0f || dpi > 768.0f) return 1.0f;
+    // Reported sizes are rough: only whole and half steps, and never below 1.
+    const float steps = std::round(dpi / 96.0f * 2.0f) / 2.0f;
+    return std::max(1.0f, steps);
+}
+
+float guiScaleFor(const char* resources, const char* envOverride, int screenPixels, int screenMillimetres) {
     float v = 0.0f;
     if (envOverride && parseFloat(envOverride, v) && v >= 0.25f && v <= 8.0f) return v;
-    if (!resources) return 1.0f;
+    const float dpi = xftDpi(resources);
+    if (dpi > 0.0f) return dpi / 96.0f;
+    return guiScaleFromScreenSize(screenPixels, screenMillimetres);
+}
+
+float xftDpi(const char* resources) {
+    float v = 0.0f;
+    if (!resources) return 0.0f;
     std::string text(resources);
     std::size_t start = 0;
     float dpi = 0.0f;
@@ -118,8 +139,8 @@ float guiScaleFromResources(const char* resources, const char* envOverride) {
         // The last definition wins, as in the resource database.
         dpi = parseFloat(line.substr(colon + 1), v) ? v : 0.0f;
     }
-    if (dpi < 24.0f || dpi > 768.0f) return 1.0f;
-    return dpi / 96.0f;
+    if (dpi < 24.0f || dpi > 768.0f) return 0.0f;
+    return dpi;
 }
 
 } // namespace platform

@@ -27,5 +27,12 @@ std::string firstDroppedPath(const std::string& body, const std::string& thisHos
 // [0.25, 8]; else Xft.dpi / 96 from an X resource-manager string when the dpi
 // is in [24, 768]; else 1.0. Either argument may be null.
 float guiScaleFromResources(const char* resources, const char* envOverride);
+// Xft.dpi of a resource-manager string when it is in [24, 768], else 0.
+float xftDpi(const char* resources);
+// The scale a screen of this width in pixels and millimetres asks for:
+// dpi / 96 rounded to a half step, at least 1; 1 when the size is unknown.
+float guiScaleFromScreenSize(int pixels, int millimetres);
+// The override, else Xft.dpi / 96, else the screen's physical size.
+float guiScaleFor(const char* resources, const char* envOverride, int screenPixels, int screenMillimetres);
 
 } // namespace platform

@@ -243,7 +243,13 @@ float guiScaleFromDisplay() {
     Display* display = layer().display.load();
     if (!display) display = glXGetCurrentDisplay();
     const char* resources = display ? XResourceManagerString(display) : nullptr;
-    return guiScaleFromResources(resources, std::getenv("KESTRELWING_GUI_SCALE"));
+    int pixels = 0, millimetres = 0;
+    if (display) {
+        const int screen = DefaultScreen(display);
+        pixels = DisplayWidth(display, screen);
+        millimetres = DisplayWidthMM(display, screen);
+    }
+    return guiScaleFor(resources, std::getenv("KESTRELWING_GUI_SCALE"), pixels, millimetres);
 }
 
 bool windowOrigin(int& x, int& y) {
@@ -297,6 +303,22 @@ bool frameExtents(int& left, int& right, int& top, int& bottom) {
     top = static_cast<int>(e[2]);
     bottom = static_cast<int>(e[3]);
     return true;
+}
+
+bool windowManagerRunning() {
+    Display* display = layer().display;
+    if (!display) return false;
+    const Atom check = XInternAtom(display, "_NET_SUPPORTING_WM_CHECK", True);
+    if (check == None) return false;
+    Atom type = None;
+    int format = 0;
+    unsigned long count = 0, after = 0;
+    unsigned char* data = nullptr;
+    const int status = XGetWindowProperty(display, DefaultRootWindow(display), check, 0, 1, False, XA_WINDOW, &type,
+                                          &format, &count, &after, &data);
+    const bool found = status == Success && data && count == 1;
+    if (data) XFree(data);
+    return found;
 }
 
 void requestWindowMaximised() {

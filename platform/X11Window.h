@@ -47,8 +47,13 @@ void setFocusLostCallback(std::function<void()> callback);
 // that calls this again.
 void pumpWindowEvents();
 
-// GuiScale: KESTRELWING_GUI_SCALE when set, else Xft.dpi / 96, else 1.0.
+// GuiScale: KESTRELWING_GUI_SCALE when set, else Xft.dpi / 96, else from
+// the screen's physical size (whole and half steps, at least 1).
 float guiScaleFromDisplay();
+
+// Whether a window manager that speaks the EWMH hints runs (a full-screen
+// request needs one; without it the program places the window itself).
+bool windowManagerRunning();
 
 struct ScreenRect {
     int x = 0, y = 0, width = 0, height = 0;

@@ -15,6 +15,9 @@
 #include "core/Math.h"
 #include "core/PaintingApplication.h"
 #include "tools/ToolMessages.h"
+#include "tools/ToolPanel.h"
+#include "ui/Interface.h"
+#include "widgets/ButtonWidget.h"
 
 namespace {
 // A mouse event made by the window system from a pen that speaks through another channel.
@@ -79,8 +82,36 @@ bool BrushTool::update(int elapsedMs, int, int) {
 void BrushTool::activate() {
     Tool::activate();
     gWantedMode = mode;
+    // The brush and the eraser keep settings of their own: the canvas swaps them.
     painter->canvas->selectBrushSlot(mode);
     announce(isEraser() ? "eraser active" : "brush active");
+    addPanel();
+    // The size, opacity and hardness sliders belong to these two tools (they
+    // stay away while the whole interface is hidden).
+    if (gBottomGroup && gBottomGroup->enabled) gBottomGroup->setVisible(true);
+}
+
+bool BrushTool::deactivate() {
+    if (gBottomGroup) gBottomGroup->setVisible(false);
+    return Tool::deactivate();
+}
+
+void BrushTool::addPanel() {
+    if (!gToolOptionsBar) return;
+    // The pen's pressure may drive the dab size and the dab opacity; the
+    // boxes write the current tool's own brush.
+    Brush* brush = &painter->canvas->brush;
+    auto sizeBox = std::make_shared<CheckBoxWidget>(
+        10, 17, 16, brush->SizeFollowsPressure, [brush] { brush->SizeFollowsPressure = true; },
+        [brush] { brush->SizeFollowsPressure = false; });
+    sizeBox->label = "pressure -> size";
+    auto flowBox = std::make_shared<CheckBoxWidget>(
+        160, 17, 16, brush->FlowFollowsPressure, [brush] { brush->FlowFollowsPressure = true; },
+        [brush] { brush->FlowFollowsPressure = false; });
+    flowBox->label = "pressure -> opacity";
+    for (auto* box : {sizeBox.get(), flowBox.get()}) box->textColor[0] = box->textColor[1] = box->textColor[2] = 1;
+    gToolOptionsBar->add(sizeBox);
+    gToolOptionsBar->add(flowBox);
 }
 
 void BrushTool::drawOutline(int x, int y, float angle) {

@@ -12,7 +12,9 @@ public:
     int onMouseDrag(int x, int y, bool fromPen) override;
     bool update(int elapsedMs, int originX, int originY) override;
     void drawCursor(int x, int y) override;
+    // Shows the brush sliders and the tool's pressure options in the strip.
     void activate() override;
+    bool deactivate() override;
 
     // A resting pen keeps stamping: one dab after this many quiet milliseconds.
     static constexpr int kHoldMs = 101;
@@ -20,6 +22,7 @@ public:
 protected:
     bool isEraser() const { return mode == 2; }
     void drawOutline(int x, int y, float angle);
+    void addPanel();
 
     int mode;         // 1 brush, 2 eraser
     int restTime = 0; // ms since the last pointer move in a stroke

@@ -153,3 +153,17 @@ void drawShadow(math::Vec2 position, math::Vec2 size, float offset, float distan
     drawRect(cx - size.x / 2 - half, cy - size.y / 2 - half, size.x + distance, size.y + distance);
     ShaderProgram::useNone();
 }
+
+void drawPanelGloss(math::Vec2 position, math::Vec2 size, float alpha) {
+    const float left = position.x, bottom = position.y, w = size.x, h = size.y;
+    glColor4f(1, 1, 1, 0.5f * alpha);
+    drawFrame(left, bottom, w, h, 1.0f);
+    glBegin(GL_QUADS);
+    glColor4f(1, 1, 1, 0.2f * alpha);
+    glVertex2f(left, bottom + h);
+    glVertex2f(left, bottom);
+    glColor4f(1, 1, 1, 0.1f * alpha);
+    glVertex2f(left + w / 3, bottom);
+    glVertex2f(left + 2 * w / 3, bottom + h);
+    glEnd();
+}

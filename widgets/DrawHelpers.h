@@ -41,3 +41,7 @@ void drawCorners(math::Vec2 a, math::Vec2 b, math::Vec2 c, math::Vec2 d);
 // Soft panel shadow through the box-shadow program, falling right and down.
 // Callers check the shadow option first. Window pixels.
 void drawShadow(math::Vec2 position, math::Vec2 size, float offset, float distance, float alpha);
+// The highlight of the tool bar's panels and menus: a faint white frame and a
+// sheen over the left part with a slanted right edge (alpha falls from 0.2 to
+// 0.1 of `alpha` across it).
+void drawPanelGloss(math::Vec2 position, math::Vec2 size, float alpha);

@@ -39,11 +39,13 @@ size_t count(const std::string& text, const std::string& what) {
 TEST(KeysE2E, PlusAndMinusZoomAtThePointer) {
     AppSession app;
     ASSERT_TRUE(app.start()) << app.output();
-    const int w = app.windowWidth(), h = app.windowHeight();
-    const int px = w / 2 + 100, py = h / 2;
+    const int w = app.windowWidth();
+    // Low in the window: the rows measured stay below the tool bar (it reaches
+    // 545 pixels down) and above the brush sliders, away from the pointer's outline.
+    const int px = w / 2 + 100, py = 560;
     app.moveMouse(px, py);
     app.waitFrames(5);
-    const int row = py + 120; // away from the pointer's outline
+    const int row = 600;
     const auto [l0, r0] = canvasSpan(app.screenshot(), row);
     ASSERT_GT(r0 - l0, 100);
 
@@ -97,7 +99,7 @@ TEST(KeysE2E, SpaceHeldWithADragPans) {
     AppSession app;
     ASSERT_TRUE(app.start()) << app.output();
     const int w = app.windowWidth(), h = app.windowHeight();
-    const int row = h / 2 + 150;
+    const int row = 600; // below the tool bar, above the brush sliders
     const auto [l0, r0] = canvasSpan(app.screenshot(), row);
     ASSERT_GT(r0 - l0, 100);
 

@@ -48,7 +48,7 @@ TEST(PlayerE2E, KeyPReplaysTheStrokesAndEndsOnThePicture) {
     ASSERT_FALSE(stripShown(before));
 
     app.xdotool("key p");
-    app.waitFrames(5);
+    app.waitFrames(15); // the prompt fades in over the interface's panels
     const Screenshot prompt = app.screenshot();
     ASSERT_TRUE(prompt.savePng(artefactPath("player_prompt.png")));
     EXPECT_GT(differingPixels(before, prompt, w / 2 - 100, h / 2 - 40, w / 2 + 100, h / 2 + 40), 2000)

@@ -27,8 +27,11 @@ TEST(WindowE2E, BlankCanvasOverCheckerboardWithDrawnCursor) {
     // 1024x768 fitted into 1024x700: full height, 933 px wide, centred.
     const int canvasWidth = 1024 * 700 / 768;
     const int left = (w - canvasWidth) / 2;
-    // Pointer in the grey surround, so the white arrow stands out.
-    const int px = left / 2 - 5, py = h / 2;
+    // Pointer in the grey surround, so the white arrow stands out; below the
+    // tool bar (which reaches 545 pixels down) and left of the brush sliders.
+    const int px = left / 2 - 5, py = 600;
+    // The canvas right of the tool bar and its shadow.
+    const int canvasX0 = 110;
     app.moveMouse(px, py);
     app.waitFrames(10);
     Screenshot start = app.screenshot();
@@ -36,7 +39,7 @@ TEST(WindowE2E, BlankCanvasOverCheckerboardWithDrawnCursor) {
     ASSERT_TRUE(start.savePng(artefactPath("window_start_canvas.png")));
     int notFilled = 0;
     for (int y = 100; y < h - 100; y += 7)
-        for (int x = left + 20; x < left + canvasWidth - 20; x += 7) notFilled += !isGrey(start.at(x, y), 204, 1);
+        for (int x = canvasX0; x < left + canvasWidth - 20; x += 7) notFilled += !isGrey(start.at(x, y), 204, 1);
     EXPECT_EQ(notFilled, 0) << "the start picture is 0.8 grey";
 
     // New image, same size, "Transparent background" (the third stop), OK (the fifth).
@@ -53,16 +56,17 @@ TEST(WindowE2E, BlankCanvasOverCheckerboardWithDrawnCursor) {
     Screenshot shot = app.screenshot();
     ASSERT_TRUE(shot.savePng(artefactPath("window_blank_canvas.png")));
 
-    // Surround: 0.4 grey at the left and right edges, away from the pointer.
-    EXPECT_TRUE(isGrey(shot.at(2, 2), 102));
+    // Surround: 0.4 grey at the left and right edges, away from the pointer
+    // and below the tool options strip.
+    EXPECT_TRUE(isGrey(shot.at(2, 60), 102));
     EXPECT_TRUE(isGrey(shot.at(w - 3, h - 3), 102));
-    EXPECT_TRUE(isGrey(shot.at(w - 3, 2), 102));
+    EXPECT_TRUE(isGrey(shot.at(w - 3, 60), 102));
 
     // Checkerboard: only 204 and 255 inside the canvas, both present, and a
     // row alternates every 10 window pixels.
     int light = 0, dark = 0, other = 0;
     for (int y = 100; y < h - 100; y += 7)
-        for (int x = left + 20; x < left + canvasWidth - 20; x += 7) {
+        for (int x = canvasX0; x < left + canvasWidth - 20; x += 7) {
             const uint8_t* p = shot.at(x, y);
             if (isGrey(p, 255, 1)) ++light;
             else if (isGrey(p, 204, 1)) ++dark;
@@ -73,7 +77,7 @@ TEST(WindowE2E, BlankCanvasOverCheckerboardWithDrawnCursor) {
     EXPECT_EQ(other, 0);
     const int row = h / 2 + 3; // screenshot rows are top-down
     int changes = 0;
-    for (int x = left + 21; x < left + 221; ++x)
+    for (int x = canvasX0 + 1; x < canvasX0 + 201; ++x)
         if (shot.at(x, row)[0] != shot.at(x - 1, row)[0]) ++changes;
     EXPECT_GE(changes, 19);
     EXPECT_LE(changes, 21);
@@ -95,10 +99,16 @@ TEST(WindowE2E, BlankCanvasOverCheckerboardWithDrawnCursor) {
             if (std::fabs(d - radius) < 1.5 && inverted(shot.at(x, y))) ++ring;
         }
     EXPECT_GT(ring, 20);
+    // Nowhere else in the surround, outside the interface's panels (the options
+    // strip at the top, the tool bar from 85 to 550 pixels down on the left,
+    // the position text at the bottom right).
     int elsewhere = 0;
-    for (int y = 10; y < h - 10; y += 3)
+    for (int y = 52; y < h - 10; y += 3) {
         for (int x = 2; x < left - 2; x += 3)
-            if ((y < py - radius - 4 || y > py + radius + 4) && inverted(shot.at(x, y))) ++elsewhere;
+            if ((y < 85 || y > 550) && (y < py - radius - 4 || y > py + radius + 4) && inverted(shot.at(x, y)))
+                ++elsewhere;
+        for (int x = left + canvasWidth + 2; x < w - 2 && y < h - 60; x += 3) elsewhere += inverted(shot.at(x, y));
+    }
     EXPECT_EQ(elsewhere, 0);
 
     // The outline follows the pointer.
@@ -140,7 +150,7 @@ TEST(WindowE2E, UnreadableFileGivesBlankImageAndMessage) {
     EXPECT_TRUE(app.running());
     EXPECT_NE(app.output().find("unable to load file"), std::string::npos) << app.output();
     Screenshot shot = app.screenshot();
-    EXPECT_TRUE(isGrey(shot.at(2, 2), 102));
+    EXPECT_TRUE(isGrey(shot.at(2, 60), 102)) << "below the options strip";
     EXPECT_TRUE(isGrey(shot.at(app.windowWidth() / 2, app.windowHeight() / 2), 255, 1) ||
                 isGrey(shot.at(app.windowWidth() / 2, app.windowHeight() / 2), 204, 1));
     app.sendCloseRequest();
