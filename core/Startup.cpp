@@ -36,6 +36,7 @@
 #include "ui/FileFlows.h"
 #include "ui/InProgramFileDialog.h"
 #include "ui/Interface.h"
+#include "ui/InterfaceHooks.h"
 #include "ui/ModalFlows.h"
 #include "ui/NotificationWidget.h"
 #include "ui/ReplaySession.h"
@@ -46,8 +47,10 @@
 #include "platform/Settings.h"
 #include "platform/SharedGlContext.h"
 #include "platform/X11Window.h"
+#include "widgets/CustomViewWidget.h"
 #include "widgets/GUI.h"
 #include "widgets/GuiRoot.h"
+#include "widgets/ImageButton.h"
 
 namespace {
 
@@ -235,6 +238,12 @@ int runProgram(const CommandLine& commandLine) {
     commands::createCommands(*gApp, gPainter);
     // After the commands: the tool tips show their keys.
     if (!demo) buildInterface(false);
+    // The settings and help dialogs reach the assembled interface here.
+    ui::gRebuildInterface = [] { rebuildInterface(); };
+    ui::gApplyInterfaceOptions = [](const PaintingApplicationOptions& options) {
+        if (gNavigator) gNavigator->setVisible(options.showSecondView);
+        if (gToggleGuiButton) gToggleGuiButton->setVisible(options.showToggleGuiButton);
+    };
     ensureFramebufferTested();
 
     const PaintingApplicationOptions& o = gApp->getOptions();
