@@ -5,6 +5,7 @@
 #include <tinyxml.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cctype>
 #include <cerrno>
 #include <climits>
@@ -14,6 +15,8 @@
 #include <cstring>
 #include <deque>
 #include <memory>
+#include <system_error>
+#include <thread>
 
 #include "canvas/Canvas.h"
 #include "canvas/GlInfo.h"
@@ -329,9 +332,8 @@ std::string opacityText(int32_t percent) {
 }
 
 std::string layerEntryName(std::size_t index) {
-    char text[32];
-    std::snprintf(text, sizeof text, "data/layer%03zu.png", index);
-    return text;
+    const std::string number = std::to_string(index);
+    return "data/layer" + std::string(number.size() < 3 ? 3 - number.size() : 0, '0') + number + ".png";
 }
 
 // A name as stack.xml can hold it: well-formed UTF-8 (a byte that starts no
@@ -694,29 +696,54 @@ std::vector<uint8_t> encode(const LayeredPicture& picture, const std::vector<std
     if (!zip.add("mimetype", {mime.begin(), mime.end()}, false, error)) return {};
     const std::string xml = stackXml(picture, names);
     if (!zip.add("stack.xml", {xml.begin(), xml.end()}, true, error)) return {};
-    // PNG data is compressed already: stored as it is.
-    std::vector<uint8_t> png = canvasFormToPng(merged, picture.width, picture.height);
-    if (png.empty() || !zip.add("mergedimage.png", std::move(png), false, error)) {
-        if (error.empty()) error = "the flattened picture could not be encoded";
-        return {};
-    }
+    // The pictures to encode, in the order of the archive.
+    struct Picture {
+        std::string entry;
+        std::span<const uint8_t> pixels;
+        int32_t width, height;
+        std::vector<uint8_t> png;
+    };
+    std::vector<Picture> pictures;
+    pictures.push_back({"mergedimage.png", merged, picture.width, picture.height, {}});
     int32_t thumbWidth = 0, thumbHeight = 0;
     const std::vector<uint8_t> small =
         thumbnail(merged, picture.width, picture.height, thumbWidth, thumbHeight);
-    png = canvasFormToPng(small, thumbWidth, thumbHeight);
-    if (png.empty() || !zip.add("Thumbnails/thumbnail.png", std::move(png), false, error)) {
-        if (error.empty()) error = "the thumbnail could not be encoded";
-        return {};
-    }
+    pictures.push_back({"Thumbnails/thumbnail.png", small, thumbWidth, thumbHeight, {}});
     const std::vector<uint8_t> clear(bytes, 0);
     for (std::size_t i = 0; i < picture.layers.size(); ++i) {
         const std::vector<uint8_t>& pixels = picture.layers[i].pixels;
-        png = canvasFormToPng(pixels.size() == bytes ? std::span<const uint8_t>(pixels) : std::span(clear),
-                              picture.width, picture.height);
-        if (png.empty() || !zip.add(layerEntryName(i), std::move(png), false, error)) {
-            if (error.empty()) error = "layer " + std::to_string(i + 1) + " could not be encoded";
+        pictures.push_back({layerEntryName(i),
+                            pixels.size() == bytes ? std::span<const uint8_t>(pixels) : clear,
+                            picture.width,
+                            picture.height,
+                            {}});
+    }
+    // PNG compression is nearly all of a save's time: one picture per
+    // processor at a time, each worker on pictures of its own.
+    std::atomic<std::size_t> next{0};
+    auto work = [&] {
+        for (std::size_t i; (i = next.fetch_add(1)) < pictures.size();)
+            pictures[i].png = canvasFormToPng(pictures[i].pixels, pictures[i].width, pictures[i].height);
+    };
+    const std::size_t workers = std::clamp<std::size_t>(std::thread::hardware_concurrency(), 1,
+                                                        std::min<std::size_t>(pictures.size(), 8));
+    std::vector<std::thread> threads;
+    try {
+        for (std::size_t i = 1; i < workers; ++i)
+            threads.emplace_back(work);
+    } catch (const std::system_error&) {
+        // Fewer threads: this one does the rest.
+    }
+    work();
+    for (std::thread& t : threads)
+        t.join();
+    // PNG data is compressed already: stored as it is.
+    for (Picture& p : pictures) {
+        if (p.png.empty()) {
+            error = "\"" + p.entry + "\" could not be encoded";
             return {};
         }
+        if (!zip.add(p.entry, std::move(p.png), false, error)) return {};
     }
     std::vector<uint8_t> out;
     if (!zip.finish(out, error)) return {};
