@@ -49,6 +49,38 @@ std::string zipErrorText(zip_error_t* error) {
 
 // ---- reading ---------------------------------------------------------------------
 
+// The length of the well-formed UTF-8 sequence at text[i] (1 for ASCII), 0
+// when none starts there: no overlong forms, surrogates or non-characters
+// U+FFFE and U+FFFF, nothing above U+10FFFF, nothing cut short by the end.
+std::size_t utf8Length(const std::string& text, std::size_t i) {
+    const unsigned char c = static_cast<unsigned char>(text[i]);
+    if (c < 0x80) return 1;
+    const std::size_t length = c >= 0xC2 && c <= 0xDF   ? 2
+                               : c >= 0xE0 && c <= 0xEF ? 3
+                               : c >= 0xF0 && c <= 0xF4 ? 4
+                                                        : 0;
+    if (length == 0 || i + length > text.size()) return 0;
+    uint32_t code = length == 2 ? c & 0x1F : length == 3 ? c & 0x0F : c & 0x07;
+    for (std::size_t k = 1; k < length; ++k) {
+        const unsigned char next = static_cast<unsigned char>(text[i + k]);
+        if ((next & 0xC0) != 0x80) return 0;
+        code = (code << 6) | (next & 0x3F);
+    }
+    if ((length == 3 && code < 0x800) || (length == 4 && (code < 0x10000 || code > 0x10FFFF)) ||
+        (code >= 0xD800 && code <= 0xDFFF) || code == 0xFFFE || code == 0xFFFF)
+        return 0;
+    return length;
+}
+
+bool wellFormedUtf8(const std::string& text) {
+    for (std::size_t i = 0; i < text.size();) {
+        const std::size_t length = utf8Length(text, i);
+        if (length == 0) return false;
+        i += length;
+    }
+    return true;
+}
+
 struct ZipCloser {
     void operator()(zip_t* archive) const { zip_discard(archive); }
 };
@@ -343,32 +375,16 @@ std::string xmlSafeText(const std::string& text) {
     out.reserve(text.size());
     for (std::size_t i = 0; i < text.size();) {
         const unsigned char c = static_cast<unsigned char>(text[i]);
-        if (c < 0x80) {
-            out += c < 0x20 || c == 0x7F ? ' ' : static_cast<char>(c);
-            ++i;
-            continue;
-        }
-        // Lead byte: length and the smallest code point it may carry (no overlong forms).
-        const std::size_t length = c >= 0xC2 && c <= 0xDF   ? 2
-                                   : c >= 0xE0 && c <= 0xEF ? 3
-                                   : c >= 0xF0 && c <= 0xF4 ? 4
-                                                            : 0;
-        uint32_t code = length == 2 ? c & 0x1F : length == 3 ? c & 0x0F : c & 0x07;
-        bool valid = length > 0 && i + length <= text.size();
-        for (std::size_t k = 1; valid && k < length; ++k) {
-            const unsigned char next = static_cast<unsigned char>(text[i + k]);
-            valid = (next & 0xC0) == 0x80;
-            code = (code << 6) | (next & 0x3F);
-        }
-        valid = valid && !(length == 3 && code < 0x800) &&
-                !(length == 4 && (code < 0x10000 || code > 0x10FFFF)) &&
-                !(code >= 0xD800 && code <= 0xDFFF) && code != 0xFFFE && code != 0xFFFF;
-        if (valid) {
-            out.append(text, i, length);
-            i += length;
-        } else {
+        const std::size_t length = utf8Length(text, i);
+        if (length == 0) {
             out += '?';
             ++i;
+        } else if (c < 0x20 || c == 0x7F) {
+            out += ' ';
+            ++i;
+        } else {
+            out.append(text, i, length);
+            i += length;
         }
     }
     return out;
@@ -514,6 +530,12 @@ LoadResult parse(std::span<const uint8_t> bytes, const DecodeLimits& limits, Con
     const std::string xml(data.begin(), data.end());
     if (xml.find('\0') != std::string::npos) {
         reason = "stack.xml holds a zero byte";
+        return LoadResult::Failed;
+    }
+    // The XML parser steps over a multi-byte character by its first byte
+    // alone; text that is not UTF-8 would lead it past the end.
+    if (!wellFormedUtf8(xml)) {
+        reason = "stack.xml is not UTF-8 text";
         return LoadResult::Failed;
     }
     if (nestingDepth(xml) > kMaxStackDepth + 2) {
