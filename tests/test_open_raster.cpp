@@ -755,13 +755,6 @@ TEST_F(OpenRasterGl, SaveAndLoadGiveTheLayersBack) {
     EXPECT_EQ(other.history.actions()[0]->type(), MultiLayeredImageLoadAction::kTypeCode);
     EXPECT_FALSE(other.history.undo());
     EXPECT_EQ(other.layers.modificationCount, 0);
-    // Painting after the load undoes back to the loaded picture.
-    Brush brush;
-    brush.size = 3;
-    other.perform(processtest::stroke(brush, {1, 1, 0}, 3, 3, 1, 0, 4));
-    EXPECT_FALSE(captureLayers(other.canvas, other.layers) == expected);
-    ASSERT_TRUE(other.history.undo());
-    EXPECT_TRUE(captureLayers(other.canvas, other.layers) == expected);
     // Saved again, the same layers.
     ASSERT_TRUE(ora::saveImage(path("b.ora"), otherTarget));
     ora::Content first, second;
@@ -770,6 +763,27 @@ TEST_F(OpenRasterGl, SaveAndLoadGiveTheLayersBack) {
     ASSERT_EQ(ora::readFile(path("b.ora"), DecodeLimits{}, second, reason), LoadResult::Loaded) << reason;
     EXPECT_TRUE(first.picture == second.picture);
     EXPECT_TRUE(first.picture == expected);
+    // Painting and undoing after the load end as they do after the same
+    // picture's .kwf load.
+    ASSERT_TRUE(saveLayeredImage(path("a.kwf"), target));
+    processtest::GlDocument viaKwf(4, 4);
+    setDabSink(&viaKwf.canvas);
+    DocumentTarget kwfTarget = viaKwf.target();
+    ASSERT_TRUE(openLayeredImage(path("a.kwf"), kwfTarget));
+    Brush brush;
+    brush.size = 3;
+    viaKwf.perform(processtest::stroke(brush, {1, 1, 0}, 3, 3, 1, 0, 4));
+    const LayeredPicture kwfPainted = captureLayers(viaKwf.canvas, viaKwf.layers);
+    ASSERT_TRUE(viaKwf.history.undo());
+    const LayeredPicture kwfUndone = captureLayers(viaKwf.canvas, viaKwf.layers);
+    setDabSink(&other.canvas);
+    other.perform(processtest::stroke(brush, {1, 1, 0}, 3, 3, 1, 0, 4));
+    EXPECT_FALSE(captureLayers(other.canvas, other.layers) == expected);
+    EXPECT_TRUE(captureLayers(other.canvas, other.layers) == kwfPainted);
+    ASSERT_TRUE(other.history.undo());
+    EXPECT_TRUE(captureLayers(other.canvas, other.layers) == kwfUndone);
+    EXPECT_EQ(other.history.actionCount(), viaKwf.history.actionCount());
+    EXPECT_EQ(other.history.redoList.size(), viaKwf.history.redoList.size());
 }
 
 TEST_F(OpenRasterGl, HostileFilesLeaveThePictureAndTheFilesAlone) {
