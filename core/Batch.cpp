@@ -23,6 +23,7 @@
 #include "io/FileOpen.h"
 #include "io/FlatImage.h"
 #include "io/ImageLoad.h"
+#include "io/OpenRaster.h"
 #include "platform/Clock.h"
 #include "platform/HeadlessGl.h"
 #include "widgets/GlFont.h"
@@ -65,6 +66,19 @@ int printLayeredInfo(const std::string& path, const std::vector<uint8_t>& bytes,
     std::fprintf(out, "version: %d.%d.%d\nlayer index: %d\nsize: %d x %d\n", content.major, content.minor,
                  content.patch, content.layerIndex, content.width, content.height);
     printLayers(content.picture, out);
+    return kBatchOk;
+}
+
+int printOpenRasterInfo(const std::string& path, const std::vector<uint8_t>& bytes, std::FILE* out) {
+    ora::Content content;
+    std::string reason;
+    if (ora::parse(bytes, DecodeLimits{}, content, reason) != LoadResult::Loaded) return badInput(path, reason);
+    std::fprintf(out, "file: %s\nkind: OpenRaster picture\nsize: %d x %d\n", path.c_str(), content.picture.width,
+                 content.picture.height);
+    printLayers(content.picture, out);
+    for (std::size_t i = 0; i < content.names.size(); ++i)
+        std::fprintf(out, "  layer %zu name: \"%s\"\n", i, content.names[i].c_str());
+    for (const std::string& note : content.notes) std::fprintf(out, "note: %s\n", note.c_str());
     return kBatchOk;
 }
 
@@ -116,6 +130,11 @@ int loadForRender(const std::string& path, bool replay) {
         gHistory.settleAfterLoad();
         return kBatchOk;
     }
+    if (kind == FileKind::OpenRaster) {
+        if (ora::loadImage(path, doc) != LoadResult::Loaded) return kBatchBadInput; // the reader said why
+        recordLoadedPicture(doc);
+        return kBatchOk;
+    }
     ImageLoadTarget target{gCanvas, gLayers, gFramebufferCapability,
                            [](const std::function<bool()>& done) {
                                while (!done()) platform::sleepMs(5);
@@ -134,6 +153,7 @@ int printProcessInfo(const std::string& path, std::FILE* out) {
     std::string reason;
     if (!io::readWholeFile(path, bytes, reason)) return badInput(path, reason);
     if (fileKindFromPath(path) == FileKind::Layered) return printLayeredInfo(path, bytes, out);
+    if (fileKindFromPath(path) == FileKind::OpenRaster) return printOpenRasterInfo(path, bytes, out);
     // Actions are bound to objects that never get GL resources: nothing executes.
     Canvas canvas(1, 1);
     MultiLayeredImage layers;
@@ -168,6 +188,15 @@ int renderFile(const std::string& path, const std::string& output, bool replay) 
         return loaded;
     }
     if (replay) replayProcess(gHistory);
+    if (fileKindFromPath(output) == FileKind::OpenRaster) {
+        // The layers themselves, not one flat picture.
+        std::string error;
+        const bool written = ora::writeFromCanvas(output, gCanvas, gLayers, error);
+        gCanvas.freeSurfaces();
+        if (written) return kBatchOk;
+        std::fprintf(stderr, "%s: cannot be written: %s\n", output.c_str(), error.c_str());
+        return kBatchFailed;
+    }
     std::vector<uint8_t> pixels = flatImagePixels(gCanvas, gLayers, flatImageKeepsAlpha(output));
     const int width = gCanvas.width, height = gCanvas.height;
     gCanvas.freeSurfaces();

@@ -7,6 +7,7 @@
 #include "canvas/GlInfo.h"
 #include "canvas/MultiLayeredImage.h"
 #include "core/Application.h"
+#include "io/OpenRaster.h"
 
 namespace {
 
@@ -40,6 +41,7 @@ FileKind fileKindFromPath(const std::string& path) {
     const std::string ext = lowerExtension(path);
     if (ext == ".dpf" || ext == ".dat") return FileKind::Process;
     if (ext == ".kwf") return FileKind::Layered;
+    if (ext == ".ora") return FileKind::OpenRaster;
     return FileKind::Image;
 }
 
@@ -48,6 +50,7 @@ bool loadFile(const std::string& path, DocumentTarget& doc, const LoadFileOption
     switch (fileKindFromPath(path)) {
     case FileKind::Process: loaded = openDrawingProcess(path, doc, options.process); break;
     case FileKind::Layered: loaded = openLayeredImage(path, doc); break;
+    case FileKind::OpenRaster: loaded = ora::openImage(path, doc); break;
     case FileKind::Image: loaded = loadImageFile(path, doc, options); break;
     }
     if (loaded) enterFileDirectory(path);

@@ -1,7 +1,8 @@
 #pragma once
 // loadFile: the entry of the command line, a dropped file and the recovery
 // prompt. The exact lower-case extension chooses the reader: ".dpf" and
-// ".dat" a drawing process, ".kwf" a layered picture, anything else an image.
+// ".dat" a drawing process, ".kwf" and ".ora" a layered picture, anything
+// else an image.
 // Each reader leaves the open picture as it was when it fails.
 #include <string>
 
@@ -9,7 +10,7 @@
 #include "io/ImageLoad.h"
 #include "io/LayeredFile.h"
 
-enum class FileKind { Process, Layered, Image };
+enum class FileKind { Process, Layered, OpenRaster, Image };
 
 // By the exact lower-case extension, as the program's flows dispatch.
 FileKind fileKindFromPath(const std::string& path);

@@ -318,17 +318,21 @@ bool openLayeredImage(const std::string& path, DocumentTarget& doc) {
     int32_t version[3] = {0, 0, 0};
     const LoadResult result = loadLayeredImage(path, doc, version);
     if (result == LoadResult::Loaded) {
-        // A process saved later must hold the picture it started from.
-        doc.history.add(std::make_unique<MultiLayeredImageLoadAction>(
-                            doc.canvas, doc.layers, captureLayers(doc.canvas, doc.layers)),
-                        false);
-        doc.layers.modificationCount = 0;
-        doc.history.settleAfterLoad();
+        recordLoadedPicture(doc);
         if (doc.app) doc.app->showMessage("image loaded");
         return true;
     }
     reportFailedLoad(doc.app, result, version, "unable to load file");
     return false;
+}
+
+void recordLoadedPicture(DocumentTarget& doc) {
+    // A process saved later must hold the picture it started from.
+    doc.history.add(std::make_unique<MultiLayeredImageLoadAction>(doc.canvas, doc.layers,
+                                                                  captureLayers(doc.canvas, doc.layers)),
+                    false);
+    doc.layers.modificationCount = 0;
+    doc.history.settleAfterLoad();
 }
 
 void reportFailedLoad(Application* app, LoadResult result, const int32_t version[3], const char* failureText) {

@@ -117,3 +117,7 @@ void reportFailedLoad(Application* app, LoadResult result, const int32_t version
 // MultiLayeredImageLoadAction, counters settle, and the message of the result
 // is shown. Returns true on success.
 bool openLayeredImage(const std::string& path, DocumentTarget& doc);
+// What every layered load does once the picture is in: it goes into the
+// history as a MultiLayeredImageLoadAction (a process saved later holds the
+// picture it started from), modificationCount is 0, the counters settle.
+void recordLoadedPicture(DocumentTarget& doc);

@@ -8,7 +8,7 @@ PACKAGES=(
   libgl-dev libglu1-mesa-dev libegl-dev libgl1-mesa-dri libglx-mesa0
   libglew-dev freeglut3-dev libx11-dev libxi-dev
   libfreetype-dev libfontconfig-dev fonts-dejavu-core
-  libboost-filesystem-dev libboost-system-dev libtinyxml-dev libpng-dev
+  libboost-filesystem-dev libboost-system-dev libtinyxml-dev libpng-dev libzip-dev
   libjpeg-dev libtiff-dev libraw-dev libstb-dev
   libgtest-dev libgmock-dev libmypaint-dev
   xvfb xauth xdotool

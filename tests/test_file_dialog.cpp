@@ -65,21 +65,23 @@ struct TempFolder {
 
 TEST(FileDialogFilters, TextsOfTheFlows) {
     const auto& load = fileflows::loadImageFilters();
-    ASSERT_EQ(load.size(), 7u);
+    ASSERT_EQ(load.size(), 8u);
     EXPECT_EQ(platform::filterText(load[0]),
-              "All image formats (*.JPG;*.PNG;*.TGA;*.TIF;*.TIFF;*.KWF;*.RAW;*.CRW;*.NEF;*.CR2;*.DNG;*.ORF;*.ARW;"
-              "*.ERF;*.3FR;*.DCR;*.X3F;*.MEF;*.RAF;*.MRW;*.PEF;*.SR2)");
+              "All image formats (*.JPG;*.PNG;*.TGA;*.TIF;*.TIFF;*.KWF;*.ORA;*.RAW;*.CRW;*.NEF;*.CR2;*.DNG;*.ORF;"
+              "*.ARW;*.ERF;*.3FR;*.DCR;*.X3F;*.MEF;*.RAF;*.MRW;*.PEF;*.SR2)");
     EXPECT_EQ(platform::filterText(load[4]), "TIFF (*.TIF;*.TIFF)");
     EXPECT_EQ(platform::filterPatterns(load[4]), "*.TIF;*.TIFF");
     EXPECT_EQ(platform::filterText(load[5]), "Kestrelwing file (preserves layers) (*.KWF)");
-    EXPECT_EQ(load[6].extension, ".raw");
+    EXPECT_EQ(platform::filterText(load[6]), "OpenRaster (*.ORA)");
+    EXPECT_EQ(load[6].extension, ".ora");
+    EXPECT_EQ(load[7].extension, ".raw");
 
     const auto& save = fileflows::saveImageFilters();
-    ASSERT_EQ(save.size(), 5u);
+    ASSERT_EQ(save.size(), 6u);
     const char* labels[] = {"JPEG (*.JPG)", "PNG (*.PNG)", "TGA (*.TGA)", "TIFF (*.TIF;*.TIFF)",
-                            "Kestrelwing file (preserves layers) (*.KWF)"};
-    const char* extensions[] = {".jpg", ".png", ".tga", ".tif", ".kwf"};
-    for (std::size_t i = 0; i < 5; ++i) {
+                            "Kestrelwing file (preserves layers) (*.KWF)", "OpenRaster (*.ORA)"};
+    const char* extensions[] = {".jpg", ".png", ".tga", ".tif", ".kwf", ".ora"};
+    for (std::size_t i = 0; i < 6; ++i) {
         EXPECT_EQ(platform::filterText(save[i]), labels[i]);
         EXPECT_EQ(save[i].extension, extensions[i]);
     }

@@ -22,6 +22,7 @@
 #include "io/ImageCodec.h"
 #include "io/ImageLoad.h"
 #include "io/LayeredFile.h"
+#include "io/OpenRaster.h"
 #include "platform/ErrorBox.h"
 #include "platform/Paths.h"
 #include "platform/Settings.h"
@@ -163,7 +164,7 @@ public:
 const std::vector<platform::FileFilter>& loadImageFilters() {
     static const std::vector<platform::FileFilter> filters{
         filter("All image formats",
-               {"JPG", "PNG", "TGA", "TIF", "TIFF", "KWF", "RAW", "CRW", "NEF", "CR2", "DNG", "ORF", "ARW", "ERF", "3FR",
+               {"JPG", "PNG", "TGA", "TIF", "TIFF", "KWF", "ORA", "RAW", "CRW", "NEF", "CR2", "DNG", "ORF", "ARW", "ERF", "3FR",
                 "DCR", "X3F", "MEF", "RAF", "MRW", "PEF", "SR2"},
                ".jpg"),
         filter("JPEG", {"JPG"}, ".jpg"),
@@ -171,6 +172,7 @@ const std::vector<platform::FileFilter>& loadImageFilters() {
         filter("TGA", {"TGA"}, ".tga"),
         filter("TIFF", {"TIF", "TIFF"}, ".tif"),
         filter("Kestrelwing file (preserves layers)", {"KWF"}, ".kwf"),
+        filter("OpenRaster", {"ORA"}, ".ora"),
         filter("Camera RAW",
                {"RAW", "CRW", "NEF", "CR2", "DNG", "ORF", "ARW", "ERF", "3FR", "DCR", "X3F", "MEF", "RAF", "MRW", "PEF",
                 "SR2"},
@@ -186,6 +188,7 @@ const std::vector<platform::FileFilter>& saveImageFilters() {
         filter("TGA", {"TGA"}, ".tga"),
         filter("TIFF", {"TIF", "TIFF"}, ".tif"),
         filter("Kestrelwing file (preserves layers)", {"KWF"}, ".kwf"),
+        filter("OpenRaster", {"ORA"}, ".ora"),
     };
     return filters;
 }
@@ -257,6 +260,14 @@ void loadImage() {
         storeCurrentDirectory();
         return;
     }
+    if (chosen.extension == ".ora") {
+        DocumentTarget doc = document(true);
+        if (!ora::openImage(chosen.path, doc)) return;
+        setTitleFromPath(chosen.shown);
+        afterNewCanvas();
+        storeCurrentDirectory();
+        return;
+    }
     ImageLoadTarget target{gCanvas, gLayers, gFramebufferCapability, mainloop::pumpUntil, programImageLoadHooks(), gApp};
     const ImageLoadResult result = loadImageAsCanvas(chosen.path, target);
     if (result != ImageLoadResult::Loaded) {
@@ -294,13 +305,14 @@ void saveImage() {
     setTitleFromPath(chosen.shown);
     const std::string path = nextFreeName(chosen.path);
     const std::string shown = utf8ToLatin1(path);
-    if (chosen.extension != ".kwf") {
+    if (chosen.extension != ".kwf" && chosen.extension != ".ora") {
         saveFlatImage(path);
         return;
     }
     // The layered file holds the document: written here, at once.
     DocumentTarget doc = document(false);
-    if (saveLayeredImage(path, doc)) gApp->showMessage("image saved\nat location: \"%s\"", shown.c_str());
+    const bool saved = chosen.extension == ".ora" ? ora::saveImage(path, doc) : saveLayeredImage(path, doc);
+    if (saved) gApp->showMessage("image saved\nat location: \"%s\"", shown.c_str());
     else gApp->showMessage("unable to save image");
 }
 

@@ -569,3 +569,41 @@ TEST(FileFlowsE2E, ZenityDialogOnItsOwnThread) {
     EXPECT_EQ(s.app.title(), "via_zenity.png - Kestrelwing");
     EXPECT_EQ(s.count("LOADING.."), 0);
 }
+
+TEST(FileFlowsE2E, OpenRasterSaveLoadAndARefusedFile) {
+    FlowSession s;
+    writeSourcePicture(s.W + "/source.png");
+    // A file that is no archive at all, under the OpenRaster name.
+    writeFile(s.W + "/bad.ora", "image/openraster, but no zip");
+    s.answers({s.W + "/source.png", "#6 " + s.W + "/pic", s.W + "/pic.ora", "#2 " + s.W + "/from_ora",
+               s.W + "/bad.ora", "#2 " + s.W + "/after_bad"});
+    ASSERT_TRUE(s.start()) << s.app.output();
+    s.key("l");
+    ASSERT_TRUE(s.waitFor("image loaded")) << s.app.output();
+    s.key("s");
+    ASSERT_TRUE(s.waitFor("image saved\nat location: \"" + s.W + "/pic.ora\"")) << s.app.output();
+    const std::string archive = readAll(s.W + "/pic.ora");
+    ASSERT_GT(archive.size(), 54u);
+    EXPECT_EQ(archive.substr(30, 24), "mimetypeimage/openraster");
+
+    // A new grey picture, then the .ora brings the picture back, named after the file.
+    s.key("ctrl+n", 20);
+    s.key("Return", 20);
+    EXPECT_EQ(s.app.title(), "unnamed_image - Kestrelwing");
+    s.key("l", 30);
+    ASSERT_TRUE(s.waitFor("image loaded", 2)) << s.app.output();
+    EXPECT_EQ(s.app.title(), "pic.ora - Kestrelwing");
+    s.key("s");
+    ASSERT_TRUE(s.waitFor("image saved", 2)) << s.app.output();
+    expectSourcePicture(s.W + "/from_ora.png", 0);
+
+    // The refused file changes nothing: the message, the title and the picture stay.
+    s.key("l", 30);
+    ASSERT_TRUE(s.waitFor("unable to load file")) << s.app.output();
+    EXPECT_NE(s.app.output().find(s.W + "/bad.ora: not an OpenRaster file"), std::string::npos) << s.app.output();
+    EXPECT_EQ(s.app.title(), "from_ora.png - Kestrelwing");
+    s.key("s");
+    ASSERT_TRUE(s.waitFor("image saved", 3)) << s.app.output();
+    expectSourcePicture(s.W + "/after_bad.png", 0);
+    EXPECT_EQ(readAll(s.W + "/bad.ora"), "image/openraster, but no zip");
+}
