@@ -201,8 +201,9 @@ package)
     # Each library the program links names its Debian package in Depends.
     libs="$(readelf -d "$build/bin/kestrelwing" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p')"
     [ -n "$libs" ] || fail "readelf found no libraries in the program"
+    multiarch="$(dpkg-architecture -qDEB_HOST_MULTIARCH)"
     for lib in $libs; do
-        owner="$(dpkg -S "*/$lib" 2> /dev/null | sed -n '1s/[:,].*//p')"
+        owner="$(dpkg -S "*/$multiarch/$lib" 2> /dev/null | sed -n '1s/[:,].*//p')"
         [ -n "$owner" ] || fail "no installed package holds $lib"
         grep -Fxq "$owner" <<< "$depends_names" || fail "Depends lacks $owner (for $lib): $depends"
     done
