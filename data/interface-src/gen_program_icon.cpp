@@ -154,9 +154,10 @@ struct Palette {
 
 // The colour of one sample; `line` is the outline width in unit coordinates.
 Rgba sample(Point p, double line, double darkFrom, const Stroke& stroke, const Palette& c) {
-    Rgba out{};
-    if (inTile(p, 0.0)) out = lerp(c.skyTop, c.skyBottom, std::clamp((p.y - 0.06) / 0.88, 0.0, 1.0));
-    if (inTile(p, 0.0) && !inTile(p, -line)) out = c.tileEdge;
+    // Nothing reaches past the tile: the corners stay clear at every size.
+    if (!inTile(p, 0.0)) return {};
+    Rgba out = lerp(c.skyTop, c.skyBottom, std::clamp((p.y - 0.06) / 0.88, 0.0, 1.0));
+    if (!inTile(p, -line)) out = c.tileEdge;
     // The stroke lies under the wing, as if just painted by it.
     if (inStroke(stroke, p, line)) out = c.outline;
     if (inStroke(stroke, p, 0.0)) out = lerp(c.paint, c.paintShade, std::clamp((p.x - 0.2) / 0.7, 0.0, 1.0));
