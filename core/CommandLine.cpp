@@ -2,7 +2,16 @@
 
 #include <vector>
 
+#include "platform/X11Parse.h"
+
 namespace {
+
+// A launcher may hand over a "file:" URI instead of a path (a desktop entry's
+// %U): the file it names. Anything else is taken as a path as it is.
+std::string fileArgument(const std::string& arg) {
+    std::string path = platform::fileUriToPath(arg, "");
+    return path.empty() ? arg : path;
+}
 
 CommandLine failure(const std::string& reason) {
     CommandLine cl;
@@ -80,11 +89,11 @@ CommandLine parseCommandLine(int argc, const char* const* argv) {
         if (arg == "--export-video" && i == 1) return parseExportVideo(std::vector<std::string>(argv + 2, argv + argc));
         if (arg.size() > 1 && arg[0] == '-' && arg != "--") return failure("unknown option: " + arg);
         if (arg == "--") {
-            if (i + 1 < argc && cl.file.empty()) cl.file = argv[i + 1];
+            if (i + 1 < argc && cl.file.empty()) cl.file = fileArgument(argv[i + 1]);
             break;
         }
         if (!cl.file.empty()) return failure("only one file can be opened: " + arg);
-        cl.file = arg;
+        cl.file = fileArgument(arg);
     }
     return cl;
 }

@@ -90,9 +90,20 @@ std::string exeDir() {
     return dir;
 }
 
-std::string dataDir() { return normalised(fs::path(exeDir()) / ".." / "data"); }
+std::string resourceDirFor(const std::string& exeDir) {
+    const std::string installed = normalised(fs::path(exeDir) / ".." / "share" / "kestrelwing");
+    if (isDirectory(installed + "/data")) return installed;
+    return normalised(fs::path(exeDir) / "..");
+}
 
-std::string languagesDir() { return normalised(fs::path(exeDir()) / ".." / "languages"); }
+std::string resourceDir() {
+    static const std::string dir = resourceDirFor(exeDir());
+    return dir;
+}
+
+std::string dataDir() { return normalised(fs::path(resourceDir()) / "data"); }
+
+std::string languagesDir() { return normalised(fs::path(resourceDir()) / "languages"); }
 
 std::string userDataDir() { return xdgDir("XDG_DATA_HOME", "/.local/share") + "/Kestrelwing"; }
 

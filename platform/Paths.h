@@ -9,7 +9,10 @@ namespace platform {
 
 // Folder of the running executable (/proc/self/exe), resolved on first call.
 std::string exeDir();
-// <exe dir>/../data and <exe dir>/../languages.
+// The folder holding data/ and languages/, found once from the executable's
+// own location (resourceDirFor(exeDir())).
+std::string resourceDir();
+// <resource dir>/data and <resource dir>/languages.
 std::string dataDir();
 std::string languagesDir();
 // The user's data folder: $XDG_DATA_HOME/Kestrelwing, else
@@ -38,6 +41,13 @@ std::vector<std::string> listFiles(const std::string& dir, const std::string& ex
 std::vector<std::string> listFilesMatching(const std::string& dir, const std::string& pattern);
 
 // ---- pure helpers, exposed for tests ----------------------------------------
+
+// Where the run-time files lie for an executable in exeDir: an installed tree
+// keeps them in <prefix>/share/kestrelwing beside <prefix>/bin, the build tree
+// beside bin/ (<exe dir>/..). The installed form is taken when its data/
+// folder exists; otherwise the build-tree form, so a message about a missing
+// file names the folder the build would have made.
+std::string resourceDirFor(const std::string& exeDir);
 
 // Case-insensitive (ASCII) wildcard match of a whole name.
 bool wildcardMatch(const std::string& pattern, const std::string& name);

@@ -116,6 +116,15 @@ void setMinimumSize(Display* display, Window window) {
     XSetWMNormalHints(display, window, hints.get());
 }
 
+// freeglut names no class: without one, a desktop cannot match the window to
+// the program's menu entry (StartupWMClass) for its icon and grouping.
+void setWindowClass(Display* display, Window window) {
+    char name[] = "kestrelwing";
+    char windowClass[] = "Kestrelwing";
+    XClassHint hint{name, windowClass};
+    XSetClassHint(display, window, &hint);
+}
+
 void selectFocusEvents(Display* display, Window window) {
     XWindowAttributes attrs;
     if (XGetWindowAttributes(display, window, &attrs))
@@ -206,6 +215,7 @@ bool installWindowHooks() {
         l.previousFocus = XESetWireToEvent(display, FocusOut, focusOutHook);
     }
     setMinimumSize(display, window);
+    setWindowClass(display, window);
     selectFocusEvents(display, window);
     XChangeProperty(display, window, l.atoms.xdndAware, XA_ATOM, 32, PropModeReplace,
                     reinterpret_cast<const unsigned char*>(&kXdndVersion), 1);

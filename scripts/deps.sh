@@ -17,6 +17,8 @@ PACKAGES=(
   xclip
   zenity
   libavformat-dev libavcodec-dev libavutil-dev libswscale-dev ffmpeg
+  # the desktop files' validators, the MIME database, and the Debian package's tools
+  desktop-file-utils appstream shared-mime-info libglib2.0-bin libxml2-utils file binutils dpkg-dev
 )
 
 missing=()

@@ -65,6 +65,21 @@ TEST(Paths, DataAndLanguageFoldersAreNormalisedSiblingsOfTheExeFolder) {
     EXPECT_EQ(fs::weakly_canonical(dataDir()), fs::weakly_canonical(KW_TEST_DATA_DIR));
 }
 
+TEST(Paths, InstalledTreeKeepsTheRunTimeFilesUnderShare) {
+    const std::string prefix = makeTempDir();
+    ASSERT_FALSE(prefix.empty());
+    fs::create_directories(fs::path(prefix) / "bin");
+    // No share/kestrelwing/data yet: the build-tree form, beside bin/.
+    EXPECT_EQ(resourceDirFor(prefix + "/bin"), prefix);
+    // share/kestrelwing alone is not enough: the data folder decides.
+    fs::create_directories(fs::path(prefix) / "share/kestrelwing/languages");
+    EXPECT_EQ(resourceDirFor(prefix + "/bin"), prefix);
+    fs::create_directories(fs::path(prefix) / "share/kestrelwing/data");
+    EXPECT_EQ(resourceDirFor(prefix + "/bin"), prefix + "/share/kestrelwing");
+    EXPECT_EQ(resourceDirFor(prefix + "/bin/"), prefix + "/share/kestrelwing");
+    fs::remove_all(prefix);
+}
+
 TEST(Paths, UserDataDirFollowsXdgDataHome) {
     {
         ScopedEnv env("XDG_DATA_HOME", "/some/where//");
