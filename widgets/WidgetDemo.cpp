@@ -46,7 +46,7 @@ public:
     IconStrip(int x, int y, std::vector<std::pair<int, int>> cells_)
         : Widget(x, y, static_cast<int>(cells_.size()) * 36, 32), cells(std::move(cells_)) {}
     void draw(float opacity_) override {
-        const GLuint texture = interfaceTexture("toolbar.png");
+        const GLuint texture = toolbarTexture();
         if (!texture) return;
         const float a = effectiveAlpha(opacity_);
         glEnable(GL_TEXTURE_2D);
@@ -54,9 +54,8 @@ public:
         glColor4f(1, 1, 1, a);
         const float side = 32 * GuiScale, step = 36 * GuiScale;
         for (size_t i = 0; i < cells.size(); ++i) {
-            // Cell (column, row), rows counted from the bottom of the 256-pixel atlas.
-            const float u0 = cells[i].first * 32 / 256.0f, v0 = cells[i].second * 32 / 256.0f;
-            const float u1 = u0 + 0.125f, v1 = v0 + 0.125f;
+            const AtlasRect cell = toolbarCell(cells[i].first, cells[i].second);
+            const float u0 = cell.u0, v0 = cell.v0, u1 = cell.u1, v1 = cell.v1;
             const float x = absX + step * static_cast<float>(i), y = absY;
             glBegin(GL_QUADS);
             glTexCoord2f(u0, v0); glVertex2f(x, y);
