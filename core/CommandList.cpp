@@ -10,6 +10,7 @@
 #include "core/InteractionMode.h"
 #include "core/PaintingApplication.h"
 #include "ui/FileFlows.h"
+#include "ui/ReferenceView.h"
 #include "ui/ReplayPrompt.h"
 #include "ui/VideoExportSession.h"
 
@@ -65,7 +66,10 @@ CommandList makeApplicationCommands(PaintingApplication& app, Painter& painter) 
     }));
     list.push_back(make(kShowHelp, "show help dialog", 0x101, 0, missing("show help dialog")));
     list.push_back(make(kShowSettings, "show settings", 0x10C, 0, missing("show settings")));
-    list.push_back(make(kToggleReferenceView, "toggle reference view", 0x103, 0, missing("toggle reference view")));
+    list.push_back(make(kToggleReferenceView, "toggle reference view", 0x103, 0, [] {
+        toggleReferenceView();
+        return 1;
+    }));
     list.push_back(make(kNewLayer, "new layer", 0x6E, 0, [a] { return addNewLayer(*a); }));
     list.push_back(make(kLayerMerge, "layer merge", 0x845, 0, [a] { return mergeLayerDown(*a); }));
     list.push_back(make(kFlipCanvas, "flip canvas", 0x60, 0x3C, [a] { return flipCanvas(*a); }));

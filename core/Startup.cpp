@@ -37,6 +37,7 @@
 #include "ui/InProgramFileDialog.h"
 #include "ui/ModalFlows.h"
 #include "ui/NotificationWidget.h"
+#include "ui/ReferenceView.h"
 #include "ui/ReplaySession.h"
 #include "platform/Clock.h"
 #include "platform/ErrorBox.h"
@@ -226,6 +227,8 @@ int runProgram(const CommandLine& commandLine) {
     placeToolOptionsBar(static_cast<int>(gRenderArea.width), static_cast<int>(gRenderArea.height));
     gGui->add(gToolOptionsBar);
     InputDispatcher::instance().add(gApp->painter);
+    // Interface assembly, step 2 (moves into buildInterface): the reference view, after the painter.
+    createReferenceView(static_cast<int>(gRenderArea.width), static_cast<int>(gRenderArea.height));
     gApp->setTitle("unnamed_image", "");
     commands::createCommands(*gApp, gPainter);
     ensureFramebufferTested();
