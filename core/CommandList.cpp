@@ -13,6 +13,7 @@
 #include "ui/FileFlows.h"
 #include "ui/HelpDialog.h"
 #include "ui/Interface.h"
+#include "ui/ReferenceView.h"
 #include "ui/ReplayPrompt.h"
 #include "ui/SettingsDialog.h"
 #include "ui/VideoExportSession.h"
@@ -58,7 +59,6 @@ CommandList makeStateCommands(PaintingApplication& app) {
 CommandList makeApplicationCommands(PaintingApplication& app, Painter& painter) {
     PaintingApplication* a = &app;
     Painter* p = &painter;
-    auto missing = [a](const char* what) { return [a, what] { return notAvailableYet(*a, what); }; };
     auto selectTool = [p](int index) {
         return [p, index] {
             p->selectTool(index);
@@ -78,7 +78,10 @@ CommandList makeApplicationCommands(PaintingApplication& app, Painter& painter) 
         showSettingsDialog();
         return 1;
     }));
-    list.push_back(make(kToggleReferenceView, "toggle reference view", 0x103, 0, missing("toggle reference view")));
+    list.push_back(make(kToggleReferenceView, "toggle reference view", 0x103, 0, [] {
+        toggleReferenceView();
+        return 1;
+    }));
     list.push_back(make(kNewLayer, "new layer", 0x6E, 0, [a] { return addNewLayer(*a); }));
     list.push_back(make(kLayerMerge, "layer merge", 0x845, 0, [a] { return mergeLayerDown(*a); }));
     list.push_back(make(kFlipCanvas, "flip canvas", 0x60, 0x3C, [a] { return flipCanvas(*a); }));

@@ -25,6 +25,7 @@
 #include "platform/Clock.h"
 #include "platform/X11Window.h"
 #include "ui/RatingPrompt.h"
+#include "ui/ReferenceView.h"
 #include "ui/ReplaySession.h"
 #include "ui/VideoExportSession.h"
 #include "widgets/Animator.h"
@@ -95,6 +96,7 @@ void tick(int period) {
     saving::finishEndedSaves(gApp);
     if (gGui) gGui->update(elapsed, 0, 0);
     gPainter.update(elapsed, 0, 0);
+    if (gReferenceView) gReferenceView->update(elapsed, 0, 0);
     AnimatorRegistry::instance().tick();
     // After a crash: the question about the autosave, once.
     fileflows::offerRecoveryOnce();
@@ -121,13 +123,15 @@ void reshape(int width, int height) {
     if (width <= 0 || height <= 0) return;
     gRenderArea.width = static_cast<float>(width);
     gRenderArea.height = static_cast<float>(height);
-    glViewport(0, 0, width, height);
+    // The reference view, while it shows, leaves the canvas half the window.
+    const int painterWidth = placeReferenceView(width, height, gPainter.renderArea);
+    glViewport(static_cast<GLint>(gPainter.renderArea.x), 0, painterWidth, height);
     glMatrixMode(GL_PROJECTION);
     glLoadIdentity();
-    gluPerspective(90.0, static_cast<double>(width) / height, 1.0, 50000.0);
+    gluPerspective(90.0, static_cast<double>(painterWidth) / height, 1.0, 50000.0);
     glMatrixMode(GL_MODELVIEW);
     gCamera.fieldOfView = 1.5707964f;
-    gPainter.renderArea.width = static_cast<float>(width);
+    gPainter.renderArea.width = static_cast<float>(painterWidth);
     gPainter.renderArea.height = static_cast<float>(height);
     reshapeActivePlayer(width, height);
     // Dialogs and panels pinned to the window grid follow the new size.
@@ -140,6 +144,7 @@ void display() {
     glClearColor(0.4f, 0.4f, 0.4f, 1.0f);
     glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT | GL_STENCIL_BUFFER_BIT);
     gPainter.draw();
+    drawReferenceViewStep();
     gPainter.pickRequested = false;
     glViewport(0, 0, static_cast<GLsizei>(gRenderArea.width), static_cast<GLsizei>(gRenderArea.height));
     glPushAttrib(GL_ENABLE_BIT | GL_COLOR_BUFFER_BIT);

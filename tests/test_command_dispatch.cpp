@@ -120,7 +120,7 @@ TEST_F(CommandDispatchTest, CommandListsHoldTheDefaults) {
 
 TEST_F(CommandDispatchTest, CommandsWithoutTargetSaySoUnderTheirKeys) {
     const std::vector<std::pair<int, std::string>> cases = {
-        {0x103, "toggle reference view"},
+        {0x105, "brush properties dialog"},
     };
     for (const auto& [code, name] : cases) {
         gApp->lastMessage.clear();
@@ -275,9 +275,9 @@ TEST_F(CommandDispatchTest, BuiltInToolKeys) {
 }
 
 TEST_F(CommandDispatchTest, PerspectiveKeyTogglesTheGrid) {
-    press(0x104); // F4: the tool becomes current and sets its flag itself later
+    press(0x104); // F4: the tool becomes current and its activation sets the flag
     EXPECT_EQ(gApp->currentToolIndex(), 4);
-    gPainter.tools[4]->enabled = true;
+    EXPECT_TRUE(gPainter.tools[4]->enabled);
     press(0x104);
     EXPECT_FALSE(gPainter.tools[4]->enabled);
     EXPECT_EQ(gApp->currentToolIndex(), 4);

@@ -1,4 +1,5 @@
 #include "ui/FileFlows.h"
+#include "ui/ReferenceView.h"
 
 #include <cstdlib>
 #include <filesystem>
@@ -356,11 +357,12 @@ void offerRecoveryOnce() {
 }
 
 void dropFile(const std::string& path, int x, int y) {
-    (void)x, (void)y;
     if (!acceptDropNow()) return;
     FlowGuard guard;
     if (!guard) return;
     if (confirmBox("Warning!\nCurrent work will be lost!", "Continue") != kDialogOk) return;
+    // On the visible reference view the picture becomes the reference.
+    if (referenceViewTakesDrop(path, x, y)) return;
     openFile(path, mainloop::pumpUntil);
 }
 
