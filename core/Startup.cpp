@@ -39,7 +39,6 @@
 #include "ui/InterfaceHooks.h"
 #include "ui/ModalFlows.h"
 #include "ui/NotificationWidget.h"
-#include "ui/ReferenceView.h"
 #include "ui/ReplaySession.h"
 #include "platform/Clock.h"
 #include "platform/ErrorBox.h"
@@ -235,12 +234,10 @@ int runProgram(const CommandLine& commandLine) {
     }
     createToolBar();
     InputDispatcher::instance().add(gApp->painter);
-    // Interface assembly, step 2 (moves into buildInterface): the reference view, after the painter.
-    createReferenceView(static_cast<int>(gRenderArea.width), static_cast<int>(gRenderArea.height));
     gApp->setTitle("unnamed_image", "");
     commands::createCommands(*gApp, gPainter);
     // After the commands: the tool tips show their keys.
-    if (!demo) buildInterface(false);
+    if (!demo) buildInterface(true);
     // The settings and help dialogs reach the assembled interface here.
     ui::gRebuildInterface = [] { rebuildInterface(); };
     ui::gApplyInterfaceOptions = [](const PaintingApplicationOptions& options) {

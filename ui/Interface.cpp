@@ -23,6 +23,7 @@
 #include "ui/BrushPreview.h"
 #include "ui/FileFlows.h"
 #include "ui/NotificationWidget.h"
+#include "ui/ReferenceView.h"
 #include "ui/ReplayPrompt.h"
 #include "ui/ToolBar.h"
 #include "ui/VideoExportSession.h"
@@ -244,9 +245,9 @@ void fillToolBar(ToolBar& bar, PaintingApplication& app, Painter& painter) {
                   [a](Widget*) { runCommand(*a, gInputState.ctrl ? commands::kZoom100 : kFitToWindow); });
     bar.addButton(4, 6, toolTipText("flip canvas", keysOf(commands::kFlipCanvas)), command(commands::kFlipCanvas));
     bar.addButton(0, 5, toolTipText("settings", keysOf(commands::kShowSettings)), command(commands::kShowSettings));
-    // Lights up once the reference view exists and is shown.
+    // Lights up while the reference view shows.
     bar.addButton(1, 5, toolTipText("toggle reference view", keysOf(commands::kToggleReferenceView)),
-                  command(commands::kToggleReferenceView));
+                  command(commands::kToggleReferenceView), [](const Widget*) { return referenceViewVisible(); });
 
     bar.addSection();
     bar.addButton(1, 7,
@@ -286,7 +287,8 @@ void buildInterface(bool withReferenceView) {
     gLayoutManager = GridLayoutManager(5, 5);
     gLayoutManager.width = w;
     gLayoutManager.height = h;
-    // 2. The reference view's half of the window comes with the reference view itself.
+    // 2. The reference view, listening after the painter; a rebuild keeps the one there is.
+    if (withReferenceView && !gReferenceView) createReferenceView(w, h);
 
     // 3. The navigator, shortened to the canvas's aspect.
     gNavigator = std::make_shared<CustomViewWidget>(20, -20, 200, 200, &gPainter);
