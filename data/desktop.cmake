@@ -34,6 +34,8 @@ install(DIRECTORY ${KW_DATA_DIR}/ DESTINATION share/kestrelwing/data
 install(DIRECTORY ${KW_LANGUAGES_DIR}/ DESTINATION share/kestrelwing/languages)
 install(DIRECTORY ${KW_ICON_DIR}/ DESTINATION share/icons/hicolor)
 install(FILES ${KW_DESKTOP_SRC}/kestrelwing.desktop DESTINATION share/applications)
+# Our licence and the notices of the libraries, where the help dialog opens them.
+install(FILES ${CMAKE_SOURCE_DIR}/Licenses.txt DESTINATION share/kestrelwing)
 install(FILES ${KW_DESKTOP_SRC}/org.kestrelwing.Kestrelwing.metainfo.xml DESTINATION share/metainfo)
 install(FILES ${KW_DESKTOP_SRC}/kestrelwing-mime.xml DESTINATION share/mime/packages RENAME kestrelwing.xml)
 # The fonts in data/fonts are DejaVu under other names; their licence travels with them.

@@ -216,7 +216,7 @@ void HelpDialog::build() {
     }
 
     auto licences = std::make_shared<HyperLinkWidget>(0, 45, tr(tk::USED_LIBRARIES_LICENSES_STR),
-                                                      platform::exeDir() + "/../Licenses.txt");
+                                                      platform::resourceDir() + "/Licenses.txt");
     licences->relX = static_cast<float>(static_cast<int>(licences->width / GuiScale + 10) * GuiScale);
     licences->onOpen = [](const std::string& target) { openLink(target); };
     add(licences, true);

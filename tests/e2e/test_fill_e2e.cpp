@@ -69,11 +69,12 @@ TEST(FillE2E, BucketFillsARingPickedColourPaints) {
     namespace fs = std::filesystem;
     const fs::path dir = fs::temp_directory_path() / ("kw_fill_e2e_" + std::to_string(::getpid()));
     fs::create_directories(dir);
-    // A clear 600 x 400 picture with an opaque red square in its top-left corner.
+    // A clear 600 x 400 picture with an opaque red square near its bottom-right
+    // corner, clear of the tool bar and the options strip.
     constexpr int kW = 600, kH = 400;
     std::vector<uint8_t> picture(static_cast<size_t>(kW) * kH * 4, 0);
-    for (int y = 10; y < 90; ++y)
-        for (int x = 10; x < 90; ++x) {
+    for (int y = 300; y < 380; ++y)
+        for (int x = 500; x < 580; ++x) {
             uint8_t* p = &picture[(static_cast<size_t>(y) * kW + x) * 4];
             p[0] = 255, p[3] = 255;
         }
@@ -87,7 +88,7 @@ TEST(FillE2E, BucketFillsARingPickedColourPaints) {
     ASSERT_GT(red.x1, red.x0) << "the red square is not on screen";
     // Window pixels per picture pixel, and the picture's top-left corner.
     const double s = (red.x1 - red.x0 + 1) / 80.0;
-    const double left = red.x0 - 10 * s, top = red.y0 - 10 * s;
+    const double left = red.x0 - 500 * s, top = red.y0 - 300 * s;
     const int cx = static_cast<int>(left + 380 * s), cy = static_cast<int>(top + 220 * s);
     const int r = static_cast<int>(90 * s);
 
