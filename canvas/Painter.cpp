@@ -71,6 +71,11 @@ void Painter::selectTool(int index) {
     app->currentToolIndex_ = index;
 }
 
+void Painter::canvasCreated(int width, int height) {
+    for (auto& tool : tools) tool->reset();
+    for (auto& tool : tools) tool->onCanvasCreated(width, height);
+}
+
 Tool* Painter::routedTool() const {
     switch (application->interactionMode) {
     case kModePanning:
@@ -248,8 +253,11 @@ void Painter::draw() {
     glMatrixMode(GL_MODELVIEW);
     glPushMatrix();
     camera->apply();
+    // A mirrored view reverses the winding of every quad of the canvas.
+    if (camera->viewMirrored) glFrontFace(GL_CW);
     drawCanvas(-canvas->width / 2.0f, -canvas->height / 2.0f, static_cast<float>(canvas->width),
                static_cast<float>(canvas->height), true);
+    if (camera->viewMirrored) glFrontFace(GL_CCW);
     glPopMatrix();
     glFinish();
     glFlush();
