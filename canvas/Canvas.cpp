@@ -110,6 +110,7 @@ void Canvas::resize(int newWidth, int newHeight, MultiLayeredImage& layers) {
         glUniform2f(glGetUniformLocation(p->program, "sampleOffset"), 1.0f / width, 1.0f / height);
         glUseProgram(0);
     }
+    if (sizeChanged) sizeChanged(width, height);
 }
 
 namespace {

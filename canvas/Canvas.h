@@ -5,6 +5,7 @@
 // used in turn, and every change writes the other one and flips.
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <span>
 #include <vector>
 
@@ -52,8 +53,12 @@ public:
     bool compositeStroke(const Brush& strokeBrush, brush::Rgb strokeColor) override;
 
     // Makes all six surfaces anew for a canvas of this size and resets the
-    // layer list to one layer. The caller resets the history.
+    // layer list to one layer. The caller resets the history. Ends with
+    // sizeChanged: every new canvas (new image, load, crop, resize, an undo or
+    // a replay across a size change) reaches the tools through here alone.
     void resize(int newWidth, int newHeight, MultiLayeredImage& layers);
+    // Set by the application on its own canvas (the painter tells its tools).
+    std::function<void(int width, int height)> sizeChanged;
     // Frees the surfaces (exit, resize).
     void freeSurfaces();
     bool hasSurfaces() const { return surfacesMade; }

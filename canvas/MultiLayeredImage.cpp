@@ -8,6 +8,7 @@
 #include "canvas/GlPixels.h"
 #include "canvas/Projection.h"
 #include "canvas/Shaders.h"
+#include "io/Pixels.h"
 #include "io/ProcessFormat.h"
 
 // ---- Layer -----------------------------------------------------------------
@@ -142,7 +143,7 @@ void flipTexture(GLuint texture, int width, int height) {
     if (texture == 0) return; // a layer never stored is transparent: nothing to mirror
     std::vector<uint8_t> pixels = readTexture(texture, width, height);
     if (pixels.empty()) return;
-    mirrorRows(pixels, width, height);
+    mirrorRows(pixels, width, height); // io/Pixels: threaded, GL-free
     writeTexture(texture, width, height, pixels);
 }
 
@@ -155,16 +156,6 @@ void loadLayerIntoSurface(Canvas& canvas, const Layer& layer) {
 float effectiveOpacity(const Layer& layer) { return layer.visible ? layer.opacity / 100.0f : 0.0f; }
 
 } // namespace
-
-void mirrorRows(std::vector<uint8_t>& pixels, int width, int height) {
-    const size_t w = static_cast<size_t>(width);
-    if (pixels.size() < w * static_cast<size_t>(height) * 4) return;
-    for (size_t row = 0; row < static_cast<size_t>(height); ++row) {
-        uint8_t* line = pixels.data() + row * w * 4;
-        for (size_t a = 0, b = w - 1; a < b; ++a, --b)
-            for (size_t c = 0; c < 4; ++c) std::swap(line[a * 4 + c], line[b * 4 + c]);
-    }
-}
 
 bool newLayer(Canvas& canvas, MultiLayeredImage& layers) {
     if (layers.count() >= kwformat::kMaxLayers) {
@@ -271,6 +262,97 @@ void flipAllLayers(Canvas& canvas, MultiLayeredImage& layers) {
             layers.at(i).revision = nextContentRevision();
         }
     }
+}
+
+namespace {
+
+struct Placement {
+    bool stretch = true;
+    float centreX = 0, centreY = 0, angle = 0;
+};
+
+// Draws a layer texture of the old canvas size into the current surface,
+// replacing everything there.
+void drawPlaced(Canvas& canvas, GLuint texture, int oldWidth, int oldHeight, const Placement& placement) {
+    Framebuffer& target = canvas.currentLayerSurface();
+    target.bind(GL_DRAW_FRAMEBUFFER);
+    {
+        glPushAttrib(GL_ENABLE_BIT | GL_COLOR_BUFFER_BIT | GL_TEXTURE_BIT | GL_CURRENT_BIT | GL_VIEWPORT_BIT);
+        CanvasProjection projection(canvas.width, canvas.height);
+        glClearColor(0, 0, 0, 0);
+        glClear(GL_COLOR_BUFFER_BIT);
+        if (texture != 0) {
+            glDisable(GL_DEPTH_TEST);
+            glDisable(GL_BLEND);
+            glEnable(GL_TEXTURE_2D);
+            glActiveTexture(GL_TEXTURE0);
+            glBindTexture(GL_TEXTURE_2D, texture);
+            glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, GL_REPLACE);
+            glColor4f(1, 1, 1, 1);
+            if (placement.stretch) {
+                // The copy is ours alone: clamp, so the edges do not take colour from the opposite side.
+                glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
+                glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
+                glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
+                glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
+                drawQuad(0.0f, 0.0f, static_cast<float>(canvas.width), static_cast<float>(canvas.height));
+            } else {
+                glMatrixMode(GL_MODELVIEW);
+                glTranslatef(canvas.width * 0.5f, canvas.height * 0.5f, 0.0f);
+                glRotatef(placement.angle, 0.0f, 0.0f, 1.0f);
+                drawQuad(-placement.centreX, -placement.centreY, static_cast<float>(oldWidth),
+                         static_cast<float>(oldHeight));
+            }
+            glBindTexture(GL_TEXTURE_2D, 0);
+        }
+        glPopAttrib();
+    }
+    target.unbind();
+}
+
+void resizeLayers(Canvas& canvas, MultiLayeredImage& layers, int newWidth, int newHeight, const Placement& placement) {
+    canvas.clearPendingDabs();
+    canvas.saveCurrentLayer(layers);
+    MultiLayeredImage old; // deep copy: the resize below deletes the list's textures
+    old.copyFrom(layers);
+    const int oldWidth = canvas.width, oldHeight = canvas.height;
+    const int32_t modifications = layers.modificationCount;
+    canvas.resize(newWidth, newHeight, layers);
+    layers.layers.clear();
+    for (const Layer& source : old.layers) {
+        Layer& layer = layers.layers.emplace_back();
+        layer.id = source.id;
+        layer.visible = source.visible;
+        layer.opacity = source.opacity;
+        layer.blendMode = source.blendMode;
+        layer.width = newWidth;
+        layer.height = newHeight;
+    }
+    layers.nextId = old.nextId;
+    layers.current = old.current;
+    layers.modificationCount = modifications;
+    // The current layer goes last, so it stays in the surface.
+    for (int i = 0; i < layers.count(); ++i) {
+        if (i == layers.current) continue;
+        drawPlaced(canvas, old.at(i).textureId, oldWidth, oldHeight, placement);
+        const std::vector<uint8_t> pixels = readTexture(canvas.currentLayerSurface().textureId, newWidth, newHeight);
+        if (!pixels.empty()) layers.at(i).setPixels(newWidth, newHeight, pixels.data());
+    }
+    drawPlaced(canvas, old.currentLayer().textureId, oldWidth, oldHeight, placement);
+    canvas.currentSurfaceChangedEverywhere();
+    canvas.setSurfaceRevision(nextContentRevision());
+    layers.markAllChanged();
+}
+
+} // namespace
+
+void resizeLayersScaled(Canvas& canvas, MultiLayeredImage& layers, int newWidth, int newHeight) {
+    resizeLayers(canvas, layers, newWidth, newHeight, Placement{});
+}
+
+void resizeLayersTransformed(Canvas& canvas, MultiLayeredImage& layers, float centreX, float centreY, int newWidth,
+                             int newHeight, float angleDegrees) {
+    resizeLayers(canvas, layers, newWidth, newHeight, Placement{false, centreX, centreY, angleDegrees});
 }
 
 } // namespace layerops

@@ -107,7 +107,16 @@ void flipCurrentLayer(Canvas& canvas);
 // Mirrors every layer left to right (the current one through its surface).
 void flipAllLayers(Canvas& canvas, MultiLayeredImage& layers);
 
-// Mirrors rows of RGBA pixels left to right in place.
-void mirrorRows(std::vector<uint8_t>& pixels, int width, int height);
+// A new canvas size for the whole picture, every layer redrawn onto it and
+// the list kept: order, ids, names' ids, opacity, visibility, blend mode and
+// the current index. The canvas is made anew (Canvas::resize, so the tools
+// hear of it); modificationCount is kept.
+// Scaled: each layer stretched over the new size, linear filter, edges clamped.
+void resizeLayersScaled(Canvas& canvas, MultiLayeredImage& layers, int newWidth, int newHeight);
+// Transformed: the old canvas point `centre` lands in the middle of the new
+// canvas, the picture turned by `angleDegrees` about it (counter-clockwise,
+// as the view turns it); nearest texels, uncovered pixels transparent.
+void resizeLayersTransformed(Canvas& canvas, MultiLayeredImage& layers, float centreX, float centreY, int newWidth,
+                             int newHeight, float angleDegrees);
 
 } // namespace layerops

@@ -79,6 +79,11 @@ void Painter::selectTool(int index) {
     if (trace) std::printf("current tool: %d\n", index), std::fflush(stdout);
 }
 
+void Painter::canvasCreated(int width, int height) {
+    for (auto& tool : tools) tool->reset();
+    for (auto& tool : tools) tool->onCanvasCreated(width, height);
+}
+
 Tool* Painter::routedTool() const {
     switch (application->interactionMode) {
     case kModePanning:
@@ -256,8 +261,11 @@ void Painter::draw() {
     glMatrixMode(GL_MODELVIEW);
     glPushMatrix();
     camera->apply();
+    // A mirrored view reverses the winding of every quad of the canvas.
+    if (camera->viewMirrored) glFrontFace(GL_CW);
     drawCanvas(-canvas->width / 2.0f, -canvas->height / 2.0f, static_cast<float>(canvas->width),
                static_cast<float>(canvas->height), true);
+    if (camera->viewMirrored) glFrontFace(GL_CCW);
     glPopMatrix();
     glFinish();
     glFlush();

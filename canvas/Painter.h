@@ -48,6 +48,9 @@ public:
 
     // Makes tools[index] current; see the tool table for the numbers.
     void selectTool(int index);
+    // The canvas was made anew at this size (Canvas::sizeChanged): every tool
+    // drops what it had in progress and what depended on the old size.
+    void canvasCreated(int width, int height);
 
     void drawCanvas(float x, float y, float width, float height, bool withTools);
     void drawLayers(float x, float y, float width, float height, bool withTools);

@@ -11,11 +11,16 @@ void Camera::setRotation() {
     m01 = std::sin(r);
     m10 = -std::sin(r);
     m11 = std::cos(r);
+    if (viewMirrored) {
+        m00 = -m00;
+        m10 = -m10;
+    }
 }
 
 void Camera::apply() const {
     glLoadIdentity();
     gluLookAt(0, 0, position.z, 0, 0, position.z + distance * direction.z, up.x, up.y, up.z);
+    if (viewMirrored) glScalef(-1, 1, 1); // the drawer turns the front face round (Painter::draw)
     glRotatef(rotation, 0, 0, 1);
     glTranslatef(position.x, position.y, 0);
 }

@@ -12,6 +12,10 @@ struct Camera {
     float fieldOfView = 1.5707964f;      // informational, written at each resize
     float distance = 1.0f;               // eye to canvas along direction
     float m00 = 1, m01 = 0, m10 = 0, m11 = 1; // cos r, sin r, -sin r, cos r
+    // The view shows the picture mirrored left to right on screen; the pixels
+    // stay as they are and nothing is recorded. Folded into m00 and m10 (the
+    // screen's x negated), so every mapping through the matrix follows.
+    bool viewMirrored = false;
 
     // Recompute the rotation matrix from `rotation`.
     void setRotation();

@@ -31,6 +31,7 @@
 #include "widgets/Animator.h"
 #include "widgets/GUI.h"
 #include "widgets/GuiRoot.h"
+#include "tools/Tool.h"
 #include "tools/ToolPanel.h"
 #include "widgets/LayoutManager.h"
 
@@ -131,8 +132,14 @@ void reshape(int width, int height) {
     gluPerspective(90.0, static_cast<double>(painterWidth) / height, 1.0, 50000.0);
     glMatrixMode(GL_MODELVIEW);
     gCamera.fieldOfView = 1.5707964f;
-    gPainter.renderArea.width = static_cast<float>(painterWidth);
-    gPainter.renderArea.height = static_cast<float>(height);
+    // In tool mode the current tool may keep the old render area (the crop
+    // tool while its second corner is dragged).
+    const bool keep = gApp->interactionMode() == kModeTool && gPainter.currentTool &&
+                      gPainter.currentTool->onRenderAreaResized(painterWidth, height);
+    if (!keep) {
+        gPainter.renderArea.width = static_cast<float>(painterWidth);
+        gPainter.renderArea.height = static_cast<float>(height);
+    }
     reshapeActivePlayer(width, height);
     // Dialogs and panels pinned to the window grid follow the new size.
     gLayoutManager.resize(width, height);

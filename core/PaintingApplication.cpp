@@ -45,6 +45,8 @@ PaintingApplication::PaintingApplication()
     };
     painter = std::make_shared<Painter>(renderArea.width, renderArea.height, &camera, canvas.get(), layers.get(),
                                         this);
+    // Every size change of the picture, whoever makes it, reaches the tools here.
+    canvas->sizeChanged = [this](int width, int height) { painter->canvasCreated(width, height); };
 }
 
 PaintingApplication::~PaintingApplication() = default;

@@ -187,7 +187,6 @@ bool openFile(const std::string& path, const WaitFunction& wait) {
     options.process.wait = wait;
     options.imageHooks = programImageLoadHooks();
     if (!loadFile(path, doc, options)) return false;
-    for (auto& tool : gPainter.tools) tool->onCanvasCreated(gCanvas.width, gCanvas.height);
     fitToWindow(gPainter);
     return true;
 }
@@ -261,6 +260,9 @@ int runProgram(const CommandLine& commandLine) {
     gApp->autosavePath = autosaveTarget(platform::tempDir(), gApp->closingStatus->cleanExit,
                                         [](const std::string& p) { return std::filesystem::exists(p); });
     saving::connectAutosave(gHistory, &gBrushTips, [] { return gApp->autosavePath; });
+    // For automation (the end-to-end tests): start with this tool current,
+    // by the tool bar's numbers, as if its button had been pressed.
+    if (const char* tool = std::getenv("KESTRELWING_START_TOOL")) gPainter.selectTool(std::atoi(tool));
     registerCallbacks();
     glutMainLoop();
     return 0;

@@ -1,12 +1,41 @@
 #include "history/CanvasSizeActions.h"
 
+#include <cmath>
+#include <cstdio>
+
+#include "canvas/Canvas.h"
+#include "canvas/GlInfo.h"
+#include "canvas/MultiLayeredImage.h"
 #include "io/BinaryStream.h"
+#include "io/ImageLoad.h"
+
+namespace {
+// A stored size as whole pixels; 0 for what no canvas can have (a crop of no
+// extent, a hostile or damaged file), which leaves the picture as it was.
+int wholePixels(float value) {
+    if (!std::isfinite(value) || value < 0.5f || value > 1048576.0f) return 0;
+    return static_cast<int>(std::floor(value + 0.5f));
+}
+
+bool sizeAllowed(int width, int height) {
+    if (width < 1 || height < 1) return false;
+    const int32_t limit = canvasSideLimit(gFramebufferCapability);
+    if (limit > 0 && (width > limit || height > limit)) {
+        std::fprintf(stderr, "Canvas size %d x %d ignored: the largest side is %d.\n", width, height, limit);
+        return false;
+    }
+    return true;
+}
+} // namespace
 
 bool ImageCropAction::execute() {
-    // The crop tool completes this (new canvas of the size, each layer drawn
-    // rotated about the centre). Until then the picture is left alone.
-    (void)canvas_;
-    (void)layers_;
+    const int w = wholePixels(width), h = wholePixels(height);
+    if (!canvas_.hasSurfaces() || !sizeAllowed(w, h) || !std::isfinite(centreX) || !std::isfinite(centreY) ||
+        !std::isfinite(rotation))
+        return true;
+    // The old canvas point centreX, centreY lands in the middle of the new
+    // canvas, turned as the view was, so the crop keeps what the screen showed.
+    layerops::resizeLayersTransformed(canvas_, layers_, centreX, centreY, w, h, rotation);
     return true;
 }
 
@@ -30,10 +59,8 @@ void ImageCropAction::read(io::BinaryReader& in) {
 }
 
 bool ImageResizeAction::execute() {
-    // The crop tool's "resize" completes this (each layer stretched over the
-    // new surface, linear filter). Until then the picture is left alone.
-    (void)canvas_;
-    (void)layers_;
+    if (!canvas_.hasSurfaces() || !sizeAllowed(width, height)) return true;
+    layerops::resizeLayersScaled(canvas_, layers_, width, height);
     return true;
 }
 

@@ -1,7 +1,8 @@
 #pragma once
 // Actions that change the canvas size and so reach every layer: crop (a
-// rotated rectangle) and resize. The crop tool completes their execute();
-// the stored forms are complete here.
+// rotated rectangle) and resize. Both keep the layer list and redraw every
+// layer onto the new canvas (layerops::resizeLayers*). A size of no pixels
+// or beyond the card's limit leaves the picture as it was.
 #include <cstdint>
 
 #include "history/HistoryAction.h"

@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <cstring>
+#include <system_error>
+#include <thread>
+#include <vector>
 
 void premultiply(uint8_t* bytes, size_t length) {
     for (size_t i = 0; i + 3 < length; i += 4) {
@@ -33,6 +36,42 @@ void flipRowsInPlace(uint8_t* pixels, size_t rowBytes, int32_t height) {
     for (int32_t y = 0; y < height / 2; ++y)
         std::swap_ranges(pixels + static_cast<size_t>(y) * rowBytes, pixels + static_cast<size_t>(y + 1) * rowBytes,
                          pixels + static_cast<size_t>(height - 1 - y) * rowBytes);
+}
+
+namespace {
+void mirrorRowRange(uint8_t* pixels, size_t width, size_t firstRow, size_t endRow) {
+    const size_t half = width / 2;
+    for (size_t row = firstRow; row < endRow; ++row) {
+        uint8_t* line = pixels + row * width * 4;
+        for (size_t k = 0; k < half; ++k) {
+            uint8_t scratch[4];
+            std::memcpy(scratch, line + k * 4, 4);
+            std::memcpy(line + k * 4, line + (width - 1 - k) * 4, 4);
+            std::memcpy(line + (width - 1 - k) * 4, scratch, 4);
+        }
+    }
+}
+} // namespace
+
+void mirrorRows(uint8_t* pixels, int32_t width, int32_t height, unsigned threadCount) {
+    if (!pixels || width <= 0 || height <= 0) return;
+    unsigned n = threadCount != 0 ? threadCount : std::thread::hardware_concurrency();
+    if (n == 0) n = 1;
+    const size_t w = static_cast<size_t>(width), h = static_cast<size_t>(height);
+    const size_t rowsPerThread = (h + n - 1) / n;
+    std::vector<std::thread> workers;
+    workers.reserve(n);
+    size_t start = 0;
+    for (unsigned i = 0; i < n; ++i) {
+        const size_t end = std::min(start + rowsPerThread, h);
+        try {
+            workers.emplace_back(mirrorRowRange, pixels, w, start, end);
+        } catch (const std::system_error&) {
+            mirrorRowRange(pixels, w, start, end); // no thread to be had: do these rows here
+        }
+        start = end;
+    }
+    for (std::thread& t : workers) t.join();
 }
 
 void orientRgba(std::vector<uint8_t>& pixels, int32_t& width, int32_t& height, int orientation) {

@@ -28,6 +28,19 @@ inline void flipRowsInPlace(std::vector<uint8_t>& pixels, int32_t width, int32_t
     flipRowsInPlace(pixels.data(), static_cast<size_t>(width) * 4, height);
 }
 
+// Mirrors each row of RGBA pixels left to right in place (pixel k trades
+// places with pixel width - 1 - k; an odd width keeps its middle column).
+// The rows are shared out in runs of ceil(height / n) among n threads, n the
+// processor count (or `threadCount` when not 0), joined before the return;
+// late threads may get no rows. A thread that cannot be started leaves its
+// rows to the caller, so every row is mirrored once in any case.
+void mirrorRows(uint8_t* pixels, int32_t width, int32_t height, unsigned threadCount = 0);
+inline void mirrorRows(std::vector<uint8_t>& pixels, int32_t width, int32_t height, unsigned threadCount = 0) {
+    if (width <= 0 || height <= 0 || pixels.size() < static_cast<size_t>(width) * static_cast<size_t>(height) * 4)
+        return;
+    mirrorRows(pixels.data(), width, height, threadCount);
+}
+
 // Turns top-down RGBA rows as stored into the picture as shown, by the
 // orientation values of EXIF and TIFF: 1 as stored, 2 mirrored left-right,
 // 3 turned half round, 4 mirrored top-bottom, 5 transposed, 6 turned a

@@ -15,6 +15,7 @@
 #include "history/LayerListAction.h"
 #include "history/LayerPropertyAction.h"
 #include "io/BinaryStream.h"
+#include "io/Pixels.h"
 #include "support/GlTestContext.h"
 
 namespace {
@@ -78,7 +79,7 @@ TEST(LayerModel, MoveInsertsBeforeTheLayerThatStoodAtTheTarget) {
 TEST(LayerModel, MirrorRowsLeftToRight) {
     std::vector<uint8_t> px = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, // row 0: A B C
                                13, 14, 15, 16, 17, 18, 19, 20, 21, 22, 23, 24};
-    layerops::mirrorRows(px, 3, 2);
+    mirrorRows(px, 3, 2);
     EXPECT_EQ(px, std::vector<uint8_t>({9, 10, 11, 12, 5, 6, 7, 8, 1, 2, 3, 4, 21, 22, 23, 24, 17, 18, 19, 20, 13,
                                         14, 15, 16}));
 }
@@ -222,7 +223,7 @@ TEST_F(LayerOps, FlipMirrorsTheCurrentLayerAndTwiceRestoresIt) {
     const std::vector<uint8_t> first = surface();
     LayerFlipAction(canvas, layers).execute();
     std::vector<uint8_t> mirrored = first;
-    layerops::mirrorRows(mirrored, kW, kH);
+    mirrorRows(mirrored, kW, kH);
     EXPECT_EQ(surface(), mirrored);
     LayerFlipAction(canvas, layers).execute();
     EXPECT_EQ(surface(), first);

@@ -111,3 +111,65 @@ TEST(FlipRows, SwapsRowsTopToBottom) {
     flipRowsInPlace(even.data(), 2, 4);
     EXPECT_EQ(even, (std::vector<uint8_t>{7, 8, 5, 6, 3, 4, 1, 2}));
 }
+
+namespace {
+// Pixel (x, y) holds four bytes made from its position, so every pixel differs.
+std::vector<uint8_t> numberedPixels(int width, int height) {
+    std::vector<uint8_t> px(static_cast<size_t>(width) * static_cast<size_t>(height) * 4);
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x) {
+            uint8_t* p = px.data() + (static_cast<size_t>(y) * static_cast<size_t>(width) + static_cast<size_t>(x)) * 4;
+            p[0] = static_cast<uint8_t>(x);
+            p[1] = static_cast<uint8_t>(y);
+            p[2] = static_cast<uint8_t>(x * 7 + y * 13);
+            p[3] = static_cast<uint8_t>(200 + x);
+        }
+    return px;
+}
+} // namespace
+
+TEST(MirrorRows, HandWorkedThreePixelRows) {
+    std::vector<uint8_t> px = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, // row 0: A B C
+                               13, 14, 15, 16, 17, 18, 19, 20, 21, 22, 23, 24};
+    mirrorRows(px, 3, 2, 2);
+    EXPECT_EQ(px, std::vector<uint8_t>({9, 10, 11, 12, 5, 6, 7, 8, 1, 2, 3, 4, 21, 22, 23, 24, 17, 18, 19, 20, 13,
+                                        14, 15, 16}));
+}
+
+TEST(MirrorRows, EveryThreadCountGivesThePixelFromTheOtherEnd) {
+    for (int width : {1, 2, 3, 5, 8, 31})
+        for (int height : {1, 2, 3, 7, 13})
+            for (unsigned threads : {0u, 1u, 2u, 3u, 4u, 16u}) {
+                const std::vector<uint8_t> source = numberedPixels(width, height);
+                std::vector<uint8_t> px = source;
+                mirrorRows(px, width, height, threads);
+                // Expected: pixel (x, y) is the source's (width - 1 - x, y); the middle column of an odd width stays.
+                std::vector<uint8_t> single = source;
+                mirrorRows(single, width, height, 1);
+                for (int y = 0; y < height; ++y)
+                    for (int x = 0; x < width; ++x) {
+                        const size_t at = (static_cast<size_t>(y) * width + x) * 4;
+                        const size_t from = (static_cast<size_t>(y) * width + (width - 1 - x)) * 4;
+                        for (int c = 0; c < 4; ++c)
+                            ASSERT_EQ(px[at + c], source[from + c])
+                                << width << "x" << height << " threads " << threads << " at " << x << "," << y;
+                    }
+                EXPECT_EQ(px, single) << width << "x" << height << " threads " << threads;
+            }
+}
+
+TEST(MirrorRows, OnePixelImagesAndTwiceIsIdentity) {
+    std::vector<uint8_t> one = {9, 8, 7, 6};
+    mirrorRows(one, 1, 1, 4);
+    EXPECT_EQ(one, std::vector<uint8_t>({9, 8, 7, 6}));
+    const std::vector<uint8_t> source = numberedPixels(17, 11);
+    std::vector<uint8_t> px = source;
+    mirrorRows(px, 17, 11);
+    EXPECT_NE(px, source);
+    mirrorRows(px, 17, 11);
+    EXPECT_EQ(px, source);
+    // A block shorter than width x height is left alone rather than overrun.
+    std::vector<uint8_t> shortBlock = {1, 2, 3, 4, 5, 6, 7, 8};
+    mirrorRows(shortBlock, 3, 1);
+    EXPECT_EQ(shortBlock, std::vector<uint8_t>({1, 2, 3, 4, 5, 6, 7, 8}));
+}

@@ -115,17 +115,6 @@ inline void performEveryActionType(GlDocument& d) {
     paste->rotation = 12.5f;
     paste->pixels.assign(18, 77);
     d.perform(std::move(paste));
-    auto crop = std::make_unique<ImageCropAction>(c, l);                                 // 15
-    crop->centreX = 6;
-    crop->centreY = 5;
-    crop->width = 8;
-    crop->height = 6;
-    crop->rotation = -30;
-    d.perform(std::move(crop));
-    auto resize = std::make_unique<ImageResizeAction>(c, l);                             // 19
-    resize->width = 20;
-    resize->height = 10;
-    d.perform(std::move(resize));
     auto gradient = std::make_unique<GradientFillAction>(c);                             // 20
     gradient->startX = 1;
     gradient->endX = 10;
@@ -154,6 +143,18 @@ inline void performEveryActionType(GlDocument& d) {
         image[i] = static_cast<uint8_t>(image[i + 3] / 2);
     }
     d.perform(std::make_unique<ImageLoadAction>(c, c.width, c.height, image));
+    // Size changes after the image load: its stored pixels have the initial size.
+    auto crop = std::make_unique<ImageCropAction>(c, l);                                 // 15
+    crop->centreX = 6;
+    crop->centreY = 5;
+    crop->width = 8;
+    crop->height = 6;
+    crop->rotation = -30;
+    d.perform(std::move(crop));
+    auto resize = std::make_unique<ImageResizeAction>(c, l);                             // 19
+    resize->width = 20;
+    resize->height = 10;
+    d.perform(std::move(resize));
     d.perform(stroke(round, {0.2f, 0.4f, 0.6f}, 8, 9, -1, -0.5f, 9));
     d.perform(std::make_unique<CanvasFillAction>(c, 0.25f, 0.5f, 0.75f));            // 2
     d.perform(stroke(textured, {1, 0, 1}, 4, 4, 1, 0.25f, 5));

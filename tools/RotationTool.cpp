@@ -3,15 +3,24 @@
 #include <GL/glew.h>
 
 #include <cmath>
+#include <cstdlib>
+#include <memory>
+#include <string>
 
 #include "canvas/Canvas.h"
 #include "canvas/Painter.h"
 #include "canvas/Projection.h"
 #include "core/Camera.h"
+#include "core/CommandActions.h"
 #include "core/FrameOverlays.h"
 #include "core/InputState.h"
 #include "core/PaintingApplication.h"
 #include "tools/ToolMessages.h"
+#include "tools/ToolPanel.h"
+#include "widgets/ButtonWidget.h"
+#include "widgets/EditControl.h"
+#include "widgets/TextWidget.h"
+#include "widgets/Widget.h"
 #include "widgets/DrawHelpers.h"
 
 float RotationTool::pointerAngle() const {
@@ -44,12 +53,14 @@ int RotationTool::onMouseButton(int button, int state, int, int, bool) {
 
 int RotationTool::onMouseDrag(int, int, bool) {
     if (!dragging || !gInputState.leftButton) return 0;
-    const float delta = pointerAngle() - grabAngle;
+    // In a mirrored view the canvas turns the other way on screen.
+    const float delta = (pointerAngle() - grabAngle) * (painter->camera->viewMirrored ? -1.0f : 1.0f);
     if (std::fabs(delta) < 0.1f) return 1;
     const float r = foldRotation(startRotation + delta, gInputState.shift);
     painter->camera->rotation = r;
     painter->camera->setRotation();
     painter->application->showMessage("rotation: %d degrees", static_cast<int>(-r));
+    if (auto edit = angleField.lock()) edit->setText(std::to_string(static_cast<int>(-r)), false);
     return 1;
 }
 
@@ -58,7 +69,44 @@ bool RotationTool::isActive() const {
     return painter->application->interactionMode == kModeRotation || app->currentToolIndex_ == 3;
 }
 
-void RotationTool::activate() { announce("rotation mode"); }
+void RotationTool::setShownAngle(int degrees) {
+    painter->camera->rotation = foldRotation(static_cast<float>(-degrees), false);
+    painter->camera->setRotation();
+}
+
+void RotationTool::setViewMirrored(bool mirrored) {
+    painter->camera->viewMirrored = mirrored;
+    painter->camera->setRotation();
+    painter->application->showMessage("%s", mirrored ? "mirrored view" : "view not mirrored");
+}
+
+void RotationTool::activate() {
+    announce("rotation mode");
+    if (!gToolOptionsBar || !painter) return;
+    showPanel();
+    gToolOptionsBar->add(std::make_shared<TextWidget>(20, 20, "rotation"));
+    auto angle = std::make_shared<EditControl>(100, 17, 60, 15, 5, 0,
+                                               std::to_string(static_cast<int>(-painter->camera->rotation)));
+    std::weak_ptr<EditControl> field = angle;
+    angleField = angle;
+    angle->onEnter = [this, field] {
+        if (auto edit = field.lock()) setShownAngle(std::atoi(edit->text().c_str()));
+    };
+    gToolOptionsBar->add(angle);
+    gToolOptionsBar->add(std::make_shared<TextWidget>(165, 20, "degrees"));
+    gToolOptionsBar->add(std::make_shared<ButtonWidget>(250, 10, 110, 30, "upright", 0, [this, field](Widget*) {
+        setShownAngle(0);
+        if (auto edit = field.lock()) edit->setText("0", false);
+    }));
+    gToolOptionsBar->add(std::make_shared<CheckBoxWidget>(
+        520, 17, 15, painter->camera->viewMirrored, [this] { setViewMirrored(true); },
+        [this] { setViewMirrored(false); }));
+    gToolOptionsBar->add(std::make_shared<TextWidget>(540, 20, "mirrored view"));
+    gToolOptionsBar->add(std::make_shared<ButtonWidget>(380, 10, 110, 30, "flip canvas", 0, [this](Widget*) {
+        // The recorded flip of every layer, as the "flip canvas" keys do.
+        commands::flipCanvas(*static_cast<PaintingApplication*>(painter->application));
+    }));
+}
 
 
 void RotationTool::drawToolOverlay() {

@@ -68,8 +68,8 @@ DocumentTarget document(bool withMessages) {
     return DocumentTarget{gCanvas, gLayers, gHistory, &gFramebufferCapability, withMessages ? gApp : nullptr};
 }
 
+// The tools heard of the new canvas from Canvas::resize.
 void afterNewCanvas() {
-    for (auto& tool : gPainter.tools) tool->onCanvasCreated(gCanvas.width, gCanvas.height);
     fitToWindow(gPainter);
 }
 
@@ -229,7 +229,6 @@ bool makeNewPicture(int width, int height, bool transparent) {
     }
     gApp->imageName = "unnamed_image";
     gApp->setTitle(gApp->imageName, "");
-    for (auto& tool : gPainter.tools) tool->onCanvasCreated(width, height);
     return true;
 }
 
