@@ -13,20 +13,30 @@
 #include "core/InputState.h"
 #include "core/PaintingApplication.h"
 #include "tools/Tool.h"
+#include "tools/ToolPanel.h"
 #include "ui/Interface.h"
 #include "ui/ReplaySession.h"
 #include "widgets/DrawHelpers.h"
 #include "widgets/GlFont.h"
 #include "widgets/ImageButton.h"
+#include "widgets/Widget.h"
 
 namespace {
 int statusLineHeight() { return static_cast<int>(1.5f * gFontGui->height); }
 
+// The status lines count down from here: the window's top, or the foot of the
+// options strip while a tool's panel shows there, so the two never overlap.
+int gStatusTop = 0;
+
+int statusTop() {
+    const bool panelShows = gToolOptionsBar && gToolOptionsBar->visible && !gToolOptionsBar->children.empty();
+    return static_cast<int>(gRenderArea.height) - (panelShows ? static_cast<int>(gToolOptionsBar->height) : 0);
+}
 } // namespace
 
 void printStatusLine(int& line, const char* text) {
     if (!gFontGui) return;
-    const int y = static_cast<int>(gRenderArea.height) - statusLineHeight() * line;
+    const int y = gStatusTop - statusLineHeight() * line;
     printRaw(*gFontGui, 20.0f, static_cast<float>(y), text);
     int lines = 1;
     measureText(*gFontGui, text, lines);
@@ -43,6 +53,7 @@ void drawStatusLines() {
     glColor4f(1, 1, 1, 1);
 
     const int mode = static_cast<const Application*>(gApp)->interactionMode;
+    gStatusTop = statusTop();
     int line = 1;
     switch (mode) {
     case kModePanning: printStatusLine(line, "panning"); break;
