@@ -43,14 +43,8 @@ bool BucketFillActionTool::isActive() const {
 }
 
 void BucketFillActionTool::drawCursor(int x, int y) {
-    glPushAttrib(GL_ENABLE_BIT | GL_CURRENT_BIT | GL_COLOR_BUFFER_BIT | GL_LINE_BIT);
-    glDisable(GL_TEXTURE_2D);
-    glDisable(GL_BLEND);
-    glEnable(GL_COLOR_LOGIC_OP);
-    glLogicOp(GL_INVERT);
-    glLineWidth(2.0f);
+    const InvertedCursorLines inverted(2.0f);
     drawCross(x, y, 5);
-    glPopAttrib();
 }
 
 void BucketFillActionTool::drawHints(int& line) {

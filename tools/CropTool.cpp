@@ -324,12 +324,7 @@ bool CropTool::update(int, int, int) {
 // ---- drawing -----------------------------------------------------------------
 
 void CropTool::drawCursor(int x, int y) {
-    glPushAttrib(GL_ENABLE_BIT | GL_CURRENT_BIT | GL_COLOR_BUFFER_BIT | GL_LINE_BIT);
-    glDisable(GL_TEXTURE_2D);
-    glDisable(GL_BLEND);
-    glEnable(GL_COLOR_LOGIC_OP);
-    glLogicOp(GL_INVERT);
-    glLineWidth(2.0f);
+    const InvertedCursorLines inverted(2.0f);
     glBegin(GL_LINE_STRIP);
     glVertex2i(x - 8, y + 4);
     glVertex2i(x + 4, y + 4);
@@ -340,7 +335,6 @@ void CropTool::drawCursor(int x, int y) {
     glVertex2i(x - 4, y - 4);
     glVertex2i(x - 4, y + 8);
     glEnd();
-    glPopAttrib();
 }
 
 void CropTool::drawHints(int& line) {

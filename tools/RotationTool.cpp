@@ -133,11 +133,7 @@ void RotationTool::drawToolOverlay() {
 }
 
 void RotationTool::drawCursor(int x, int y) {
-    glPushAttrib(GL_ENABLE_BIT | GL_CURRENT_BIT | GL_COLOR_BUFFER_BIT);
-    glDisable(GL_TEXTURE_2D);
-    glDisable(GL_BLEND);
-    glEnable(GL_COLOR_LOGIC_OP);
-    glLogicOp(GL_INVERT);
+    const InvertedCursorLines inverted;
     const float radius = painter->canvas->brush.size * painter->camera->scale(painter->renderArea.height) * 0.5f;
     glBegin(GL_LINE_LOOP);
     for (int i = 0; i < 60; ++i) {
@@ -146,7 +142,6 @@ void RotationTool::drawCursor(int x, int y) {
     }
     glEnd();
     drawCross(x, y, 5);
-    glPopAttrib();
 }
 
 void RotationTool::drawHints(int& line) {

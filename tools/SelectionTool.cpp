@@ -164,11 +164,7 @@ void SelectionTool::drawToolOverlay() {
 }
 
 void SelectionTool::drawCursor(int x, int y) {
-    glPushAttrib(GL_ENABLE_BIT | GL_CURRENT_BIT | GL_COLOR_BUFFER_BIT);
-    glDisable(GL_TEXTURE_2D);
-    glDisable(GL_BLEND);
-    glEnable(GL_COLOR_LOGIC_OP);
-    glLogicOp(GL_INVERT);
+    const InvertedCursorLines inverted;
     drawCross(x, y, 10);
     if (closeHover && !buttonHeld) {
         glBegin(GL_LINE_LOOP);
@@ -178,7 +174,6 @@ void SelectionTool::drawCursor(int x, int y) {
         glVertex2i(x - 10, y + 10);
         glEnd();
     }
-    glPopAttrib();
 }
 
 void SelectionTool::drawHints(int& line) {

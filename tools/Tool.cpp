@@ -25,6 +25,17 @@ void Tool::showPanel() { showToolPanel(); }
 
 void Tool::hidePanel() { hideToolPanel(); }
 
+InvertedCursorLines::InvertedCursorLines(float lineWidth) {
+    glPushAttrib(GL_ENABLE_BIT | GL_CURRENT_BIT | GL_COLOR_BUFFER_BIT | GL_LINE_BIT);
+    glDisable(GL_TEXTURE_2D);
+    glDisable(GL_BLEND);
+    glEnable(GL_COLOR_LOGIC_OP);
+    glLogicOp(GL_INVERT);
+    glLineWidth(lineWidth);
+}
+
+InvertedCursorLines::~InvertedCursorLines() { glPopAttrib(); }
+
 void drawCross(int x, int y, int half) {
     glBegin(GL_LINES);
     glVertex2i(x - half, y);

@@ -45,5 +45,15 @@ protected:
 
 // The default pointer: a filled white triangle with its tip at (x, y).
 void drawDefaultCursor(int x, int y);
+// Cursor lines drawn by inverting what lies under them, so they show on any
+// colour; the GL state in force before comes back at the end of the scope.
+class InvertedCursorLines {
+public:
+    explicit InvertedCursorLines(float lineWidth = 1.0f);
+    ~InvertedCursorLines();
+    InvertedCursorLines(const InvertedCursorLines&) = delete;
+    InvertedCursorLines& operator=(const InvertedCursorLines&) = delete;
+};
+
 // A cross of `half` pixels each way, as two lines, in the current colour and blending.
 void drawCross(int x, int y, int half);
