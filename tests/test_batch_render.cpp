@@ -16,6 +16,7 @@
 #include "support/GlTestContext.h"
 #include "test_process_document.h"
 #include "test_process_support.h"
+#include "TestPaths.h"
 
 namespace {
 

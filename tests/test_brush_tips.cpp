@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "brush/BrushTips.h"
+#include "TestPaths.h"
 
 namespace fs = std::filesystem;
 

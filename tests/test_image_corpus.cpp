@@ -9,6 +9,7 @@
 #include "io/ImageCodec.h"
 #include "test_image_support.h"
 #include "tests/fuzz/FuzzInput.h"
+#include "TestPaths.h"
 
 TEST(ImageCorpus, EverySeedDecodesWhole) {
     const std::filesystem::path folder = std::filesystem::path(KW_SOURCE_DIR) / "tests/fuzz/corpus/images";

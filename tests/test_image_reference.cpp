@@ -15,6 +15,7 @@
 #include "io/ImageCodec.h"
 #include "io/ImageFormat.h"
 #include "test_image_support.h"
+#include "TestPaths.h"
 
 namespace {
 

@@ -16,6 +16,7 @@
 #include "core/Globals.h"
 #include "support/GlTestContext.h"
 #include "widgets/InterfaceImages.h"
+#include "TestPaths.h"
 
 // The generated interface images as the build leaves them in the data
 // folder: the tool bar atlas, the check boxes and the colour selector's ring,

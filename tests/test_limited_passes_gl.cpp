@@ -24,6 +24,7 @@
 #include "history/SelectionActions.h"
 #include "platform/Random.h"
 #include "support/GlTestContext.h"
+#include "TestPaths.h"
 
 namespace {
 

@@ -4,6 +4,8 @@
 #include <string>
 #include <sys/wait.h>
 
+#include "TestPaths.h"
+
 // Without an X display the painting window cannot open: the program says so
 // and points at the batch commands, instead of freeglut's terse exit.
 TEST(NoDisplay, WindowStartExplainsAndFails) {

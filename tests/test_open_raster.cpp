@@ -24,6 +24,7 @@
 #include "io/ProcessFormat.h"
 #include "support/GlTestContext.h"
 #include "test_process_document.h"
+#include "TestPaths.h"
 
 namespace {
 

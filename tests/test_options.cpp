@@ -19,6 +19,7 @@
 #include "core/WindowPlacement.h"
 #include "platform/Paths.h"
 #include "platform/Settings.h"
+#include "TestPaths.h"
 
 namespace fs = std::filesystem;
 

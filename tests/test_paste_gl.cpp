@@ -30,6 +30,7 @@
 #include "support/GlTestContext.h"
 #include "tools/ClipboardImage.h"
 #include "tools/TransformTool.h"
+#include "TestPaths.h"
 
 namespace {
 constexpr int kW = 64, kH = 48;

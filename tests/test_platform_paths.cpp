@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/Paths.h"
+#include "TestPaths.h"
 
 #include <unistd.h>
 

@@ -13,6 +13,7 @@
 #include "history/History.h"
 #include "platform/Random.h"
 #include "support/GlTestContext.h"
+#include "TestPaths.h"
 
 namespace {
 

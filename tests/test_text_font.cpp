@@ -6,6 +6,7 @@
 #include "support/GlTestContext.h"
 #include "widgets/ButtonWidget.h"
 #include "widgets/GlFont.h"
+#include "TestPaths.h"
 
 namespace {
 const std::string kFont = std::string(KW_TEST_DATA_DIR) + "/fonts/test.TTF";

@@ -16,6 +16,8 @@
 #include <string>
 #include <vector>
 
+#include "TestPaths.h"
+
 namespace fs = std::filesystem;
 
 namespace {

@@ -21,6 +21,7 @@
 #include "test_process_document.h"
 #include "test_process_support.h"
 #include "video_test_support.h"
+#include "TestPaths.h"
 
 namespace fs = std::filesystem;
 using io::VideoContainer;

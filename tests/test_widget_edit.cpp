@@ -7,6 +7,7 @@
 #include "support/GlTestContext.h"
 #include "widgets/EditControl.h"
 #include "widgets/GlFont.h"
+#include "TestPaths.h"
 
 // The edit control measures through the font's advances table, so the
 // expected widths are sums over that table, worked out here independently.

@@ -10,6 +10,7 @@
 #include "widgets/GUI.h"
 #include "widgets/GlFont.h"
 #include "widgets/InterfaceImages.h"
+#include "TestPaths.h"
 
 // Widgets drawn through the GUI root into a 128 x 64 framebuffer over opaque
 // black, then read back. Pixel rows are bottom-up like the window.

@@ -9,6 +9,7 @@
 #include "widgets/GlFont.h"
 #include "widgets/TabControl.h"
 #include "widgets/TextWidget.h"
+#include "TestPaths.h"
 
 namespace {
 struct Unscaled {

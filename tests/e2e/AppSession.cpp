@@ -1,4 +1,5 @@
 #include "e2e/AppSession.h"
+#include "TestPaths.h"
 
 #include <X11/Xatom.h>
 #include <X11/Xutil.h>

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "e2e/AppSession.h"
+#include "TestPaths.h"
 
 namespace {
 std::string commandOutput(const std::string& command) {

@@ -14,6 +14,7 @@
 #include <string>
 
 #include "e2e/AppSession.h"
+#include "TestPaths.h"
 
 namespace fs = std::filesystem;
 

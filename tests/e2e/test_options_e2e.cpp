@@ -25,6 +25,7 @@
 #include "io/BinaryStream.h"
 #include "io/DrawingProcess.h"
 #include "io/ImageCodec.h"
+#include "TestPaths.h"
 
 namespace fs = std::filesystem;
 

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "e2e/AppSession.h"
+#include "TestPaths.h"
 
 namespace {
 bool isDark(const uint8_t* p) { return p[0] < 40 && p[1] < 40 && p[2] < 40; }

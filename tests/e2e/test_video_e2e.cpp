@@ -74,7 +74,7 @@ struct ExportTarget {
 void paintStrokes(AppSession& app, int count) {
     const int w = app.windowWidth(), h = app.windowHeight();
     for (int i = 0; i < count; ++i) {
-        const int x = w / 2 - 250 + (i % 8) * 60, y = h / 2 - 150 + (i / 8) * 60;
+        const int x = w / 2 - 250 + (i % 8) * 60, y = h / 2 - 150 + (i / 8 % 6) * 60;
         app.drag({{x, y}, {x + 15, y + 10}, {x + 30, y + 25}, {x + 40, y + 40}}, 10);
     }
 }
@@ -159,14 +159,15 @@ TEST(VideoE2E, EscapeInTheMiddleAbortsAndLeavesNoFile) {
     AppSession app;
     ASSERT_TRUE(app.start()) << app.output();
     const int w = app.windowWidth(), h = app.windowHeight();
-    paintStrokes(app, 40);
+    // Enough strokes that the film takes a while to write on a quiet machine.
+    paintStrokes(app, 120);
     app.moveMouse(w - 40, 120);
     app.waitFrames(100);
     const Screenshot before = app.screenshot();
     app.xdotool("key v");
     app.waitFrames(15);
     app.xdotool("key Return");
-    app.waitFrames(3);
+    ASSERT_TRUE(waitForOutput(app, "exporting video", 10000)) << app.output();
     app.xdotool("key Escape");
     ASSERT_TRUE(waitForOutput(app, "video export aborted", 20000)) << app.output();
     EXPECT_EQ(app.output().find("video export done"), std::string::npos) << app.output();
