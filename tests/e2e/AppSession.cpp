@@ -1,5 +1,6 @@
 #include "e2e/AppSession.h"
 #include "TestPaths.h"
+#include "io/BinaryStream.h"
 
 #include <X11/Xatom.h>
 #include <X11/Xutil.h>
@@ -361,6 +362,13 @@ int differingPixels(const Screenshot& a, const Screenshot& b, int x0, int y0, in
             n += p[0] != q[0] || p[1] != q[1] || p[2] != q[2];
         }
     return n;
+}
+
+std::vector<uint8_t> fileBytes(const std::string& path) {
+    std::vector<uint8_t> bytes;
+    std::string reason;
+    if (!io::readWholeFile(path, bytes, reason)) std::fprintf(stderr, "%s\n", reason.c_str());
+    return bytes;
 }
 
 bool waitForOutput(AppSession& app, const std::string& text, int timeoutMs) {

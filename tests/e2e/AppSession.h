@@ -93,5 +93,8 @@ std::string artefactPath(const std::string& name);
 
 // Pixels whose colour differs between two screenshots inside a rectangle (y down).
 int differingPixels(const Screenshot& a, const Screenshot& b, int x0, int y0, int x1, int y1);
+// A file the program wrote, whole; empty (and the reason printed) when it
+// can't be read.
+std::vector<uint8_t> fileBytes(const std::string& path);
 // Waits until the program's output holds `text`; false after the time-out.
 bool waitForOutput(AppSession& app, const std::string& text, int timeoutMs);

@@ -24,15 +24,6 @@ std::string commandOutput(const std::string& command) {
     return out;
 }
 
-std::vector<uint8_t> fileBytes(const std::string& path) {
-    std::vector<uint8_t> bytes;
-    if (FILE* f = std::fopen(path.c_str(), "rb")) {
-        uint8_t buffer[65536];
-        for (size_t n; (n = std::fread(buffer, 1, sizeof buffer, f)) > 0;) bytes.insert(bytes.end(), buffer, buffer + n);
-        std::fclose(f);
-    }
-    return bytes;
-}
 } // namespace
 
 TEST(CropE2E, DraggedRectangleAndEnterCropTheCanvas) {

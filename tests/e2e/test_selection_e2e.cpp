@@ -98,15 +98,6 @@ Screenshot settledShot(AppSession& app, const std::string& name) {
     return s;
 }
 
-std::vector<uint8_t> fileBytes(const std::string& path) {
-    std::vector<uint8_t> bytes;
-    if (FILE* f = std::fopen(path.c_str(), "rb")) {
-        uint8_t buffer[65536];
-        for (size_t n; (n = std::fread(buffer, 1, sizeof buffer, f)) > 0;) bytes.insert(bytes.end(), buffer, buffer + n);
-        std::fclose(f);
-    }
-    return bytes;
-}
 } // namespace
 
 // The whole way of pixels through the selection and the clipboard: a stroke
