@@ -5,73 +5,34 @@
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include "core/CommandLine.h"
 #include "io/BinaryStream.h"
 #include "io/ImageCodec.h"
 #include "support/GlTestContext.h"
+#include "support/TestFiles.h"
 #include "test_process_document.h"
 #include "test_process_support.h"
 #include "TestPaths.h"
 
 namespace {
 
-struct RunResult {
-    int exitCode = -1;
-    std::string out, err;
-};
-
-std::string slurp(const std::string& path) {
-    std::ifstream f(path);
-    std::stringstream s;
-    s << f.rdbuf();
-    return s.str();
-}
-
-// Runs the program with DISPLAY unset, so nothing can reach a window.
-RunResult runBinary(const std::string& args, const std::filesystem::path& dir) {
-    const std::string out = (dir / "stdout.txt").string(), err = (dir / "stderr.txt").string();
-    const std::string command = "env -u DISPLAY " + std::string(KW_BINARY) + " " + args + " >" + out + " 2>" + err;
-    const int status = std::system(command.c_str());
-    RunResult r;
-    r.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    r.out = slurp(out);
-    r.err = slurp(err);
-    return r;
-}
-
-std::vector<uint8_t> bytesOf(const std::filesystem::path& p) {
-    std::vector<uint8_t> bytes;
-    std::string reason;
-    io::readWholeFile(p.string(), bytes, reason);
-    return bytes;
-}
-
-void writeFile(const std::filesystem::path& p, const std::vector<uint8_t>& bytes) {
-    std::ofstream(p, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()),
-                                             static_cast<std::streamsize>(bytes.size()));
-}
+using testfiles::fileBytes;
+using testfiles::RunResult;
+using testfiles::writeFile;
 
 std::size_t lineCount(const std::string& s) { return static_cast<std::size_t>(std::count(s.begin(), s.end(), '\n')); }
 
 class Batch : public GlTest {
 protected:
-    void SetUp() override {
-        GlTest::SetUp();
-        dir = std::filesystem::temp_directory_path() / ("kw_batch_" + std::to_string(::getpid()));
-        std::filesystem::create_directories(dir);
-    }
     void TearDown() override {
-        std::filesystem::remove_all(dir);
         setDabSink(nullptr);
         GlTest::TearDown();
     }
-    std::string file(const std::string& name) const { return (dir / name).string(); }
-    std::filesystem::path dir;
+    std::string file(const std::string& name) const { return folder.file(name); }
+    testfiles::TempFolder folder{"kw_batch"};
+    const std::filesystem::path& dir = folder.path();
 };
 
 } // namespace
@@ -121,14 +82,14 @@ TEST_F(Batch, RenderAndReplayGiveIdenticalPngs) {
     }
     for (const auto& [name, bytes] : processes) {
         writeFile(dir / name, bytes);
-        const RunResult info = runBinary("--info " + file(name), dir);
+        const RunResult info = testfiles::runProgram("--info " + file(name));
         EXPECT_EQ(info.exitCode, 0) << info.err;
         EXPECT_NE(info.out.find("format index: 22"), std::string::npos) << info.out;
-        const RunResult a = runBinary("--render " + file(name) + " " + file("a.png"), dir);
+        const RunResult a = testfiles::runProgram("--render " + file(name) + " " + file("a.png"));
         ASSERT_EQ(a.exitCode, 0) << name << ": " << a.err;
-        const RunResult b = runBinary("--render --replay " + file(name) + " " + file("b.png"), dir);
+        const RunResult b = testfiles::runProgram("--render --replay " + file(name) + " " + file("b.png"));
         ASSERT_EQ(b.exitCode, 0) << name << ": " << b.err;
-        const std::vector<uint8_t> pa = bytesOf(dir / "a.png"), pb = bytesOf(dir / "b.png");
+        const std::vector<uint8_t> pa = fileBytes(dir / "a.png"), pb = fileBytes(dir / "b.png");
         ASSERT_GT(pa.size(), 8u);
         EXPECT_EQ(pa, pb) << name << ": --render and --render --replay differ";
         // The rendered file decodes to a picture of the process's size.
@@ -138,7 +99,7 @@ TEST_F(Batch, RenderAndReplayGiveIdenticalPngs) {
         EXPECT_EQ(image.width, parsed.content.header.width);
         EXPECT_EQ(image.height, parsed.content.header.height);
     }
-    const RunResult every = runBinary("--info " + file("every.dpf"), dir);
+    const RunResult every = testfiles::runProgram("--info " + file("every.dpf"));
     EXPECT_NE(every.out.find("type 16 BrushStrokeAction:"), std::string::npos) << every.out;
     EXPECT_NE(every.out.find("type 23 ImageCutAction: 1"), std::string::npos) << every.out;
     EXPECT_NE(every.out.find("tips: 1"), std::string::npos) << every.out;
@@ -182,11 +143,11 @@ TEST_F(Batch, SelectionsAndCutsReplayToThePaintedPixels) {
     doc.perform(processtest::stroke(brush, {0, 0, 0}, 100, 5, 0, 8, 10));
     writeFile(dir / "sel.dpf", doc.save());
 
-    const RunResult a = runBinary("--render " + file("sel.dpf") + " " + file("a.png"), dir);
+    const RunResult a = testfiles::runProgram("--render " + file("sel.dpf") + " " + file("a.png"));
     ASSERT_EQ(a.exitCode, 0) << a.err;
-    const RunResult b = runBinary("--render --replay " + file("sel.dpf") + " " + file("b.png"), dir);
+    const RunResult b = testfiles::runProgram("--render --replay " + file("sel.dpf") + " " + file("b.png"));
     ASSERT_EQ(b.exitCode, 0) << b.err;
-    EXPECT_TRUE(bytesOf(dir / "a.png") == bytesOf(dir / "b.png")) << "the replay differs from the painting";
+    EXPECT_TRUE(fileBytes(dir / "a.png") == fileBytes(dir / "b.png")) << "the replay differs from the painting";
 
     // What the picture holds, worked out without the program: the cut
     // diamond is empty, the star's centre took the blue fill, the corner far
@@ -219,18 +180,18 @@ TEST_F(Batch, LayeredFileAndImageRender) {
     doc.perform(processtest::stroke(brush, {0, 0.5f, 1}, 7, 1, -1, 1, 5));
     doc.canvas.saveCurrentLayer(doc.layers);
     writeFile(dir / "pic.kwf", encodeLayeredFile(captureLayers(doc.canvas, doc.layers)));
-    RunResult r = runBinary("--render " + file("pic.kwf") + " " + file("k.png"), dir);
+    RunResult r = testfiles::runProgram("--render " + file("pic.kwf") + " " + file("k.png"));
     ASSERT_EQ(r.exitCode, 0) << r.err;
-    r = runBinary("--render --replay " + file("pic.kwf") + " " + file("k2.png"), dir);
+    r = testfiles::runProgram("--render --replay " + file("pic.kwf") + " " + file("k2.png"));
     ASSERT_EQ(r.exitCode, 0) << r.err;
-    EXPECT_EQ(bytesOf(dir / "k.png"), bytesOf(dir / "k2.png"));
+    EXPECT_EQ(fileBytes(dir / "k.png"), fileBytes(dir / "k2.png"));
     // The PNG renders back to the same PNG; a BMP has no alpha.
-    r = runBinary("--render " + file("k.png") + " " + file("k3.png"), dir);
+    r = testfiles::runProgram("--render " + file("k.png") + " " + file("k3.png"));
     ASSERT_EQ(r.exitCode, 0) << r.err;
-    EXPECT_EQ(bytesOf(dir / "k.png"), bytesOf(dir / "k3.png"));
-    r = runBinary("--render " + file("pic.kwf") + " " + file("k.bmp"), dir);
+    EXPECT_EQ(fileBytes(dir / "k.png"), fileBytes(dir / "k3.png"));
+    r = testfiles::runProgram("--render " + file("pic.kwf") + " " + file("k.bmp"));
     ASSERT_EQ(r.exitCode, 0) << r.err;
-    const std::vector<uint8_t> bmp = bytesOf(dir / "k.bmp");
+    const std::vector<uint8_t> bmp = fileBytes(dir / "k.bmp");
     ASSERT_GT(bmp.size(), 2u);
     EXPECT_EQ(bmp[0], 'B');
     EXPECT_EQ(bmp[1], 'M');
@@ -248,12 +209,12 @@ TEST_F(Batch, BadInputExitsWithTwoAndOneLine) {
           "--render --replay " + file("cut.dpf") + " " + file("x.png"), "--info " + file("new.dpf"),
           "--render " + file("new.dpf") + " " + file("x.png"), "--render " + file("junk.png") + " " + file("x.png"),
           "--render " + file("junk.kwf") + " " + file("x.png"), "--info " + file("missing.dpf")}) {
-        const RunResult r = runBinary(args, dir);
+        const RunResult r = testfiles::runProgram(args);
         EXPECT_EQ(r.exitCode, 2) << args << "\n" << r.err;
         EXPECT_EQ(lineCount(r.err), 1u) << args << "\n" << r.err;
         EXPECT_NE(r.err.find(dir.string()), std::string::npos) << "the line names the file: " << r.err;
     }
     EXPECT_FALSE(std::filesystem::exists(dir / "x.png"));
-    const RunResult newer = runBinary("--info " + file("new.dpf"), dir);
+    const RunResult newer = testfiles::runProgram("--info " + file("new.dpf"));
     EXPECT_NE(newer.err.find("3.7.2"), std::string::npos) << newer.err;
 }

@@ -12,6 +12,7 @@
 #include "history/ReplayStepper.h"
 #include "io/LayeredFile.h"
 #include "support/GlTestContext.h"
+#include "support/TestFiles.h"
 #include "test_process_document.h"
 
 namespace {
@@ -19,13 +20,7 @@ namespace fs = std::filesystem;
 
 class CropReplay : public GlTest {
 protected:
-    void SetUp() override {
-        GlTest::SetUp();
-        dir = fs::temp_directory_path() / ("kw_crop_replay_" + std::to_string(::getpid()));
-        fs::create_directories(dir);
-    }
     void TearDown() override {
-        fs::remove_all(dir);
         setDabSink(nullptr);
         GlTest::TearDown();
     }
@@ -60,7 +55,8 @@ protected:
         return replayed;
     }
 
-    fs::path dir;
+    testfiles::TempFolder folder{"kw_crop_replay"};
+    const fs::path& dir = folder.path();
 };
 
 } // namespace

@@ -5,15 +5,10 @@
 // and in the batch replay of the real binary. Files are built byte by byte.
 #include <gtest/gtest.h>
 
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <cmath>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <limits>
-#include <sstream>
 
 #include "history/BrushStrokeAction.h"
 #include "history/History.h"
@@ -21,9 +16,9 @@
 #include "history/ReplayStepper.h"
 #include "io/ProcessFormat.h"
 #include "support/GlTestContext.h"
+#include "support/TestFiles.h"
 #include "test_process_document.h"
 #include "test_process_support.h"
-#include "TestPaths.h"
 
 using processtest::Bytes;
 using processtest::Parsed;
@@ -81,26 +76,11 @@ const Brush& brushOf(const Parsed& p) {
     return static_cast<const BrushStrokeAction&>(*p.content.actions.at(0)).brush();
 }
 
-struct RunResult {
-    int exitCode = -1;
-    std::string err;
-};
-
 // The real binary's batch replay, without a display.
-RunResult renderReplay(const fs::path& dir, const std::vector<uint8_t>& bytes) {
-    const fs::path in = dir / "hostile.dpf", out = dir / "out.png", err = dir / "stderr.txt";
-    std::ofstream(in, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()),
-                                              static_cast<std::streamsize>(bytes.size()));
-    const std::string command = "env -u DISPLAY " + std::string(KW_BINARY) + " --render --replay " + in.string() +
-                                " " + out.string() + " >/dev/null 2>" + err.string();
-    const int status = std::system(command.c_str());
-    RunResult r;
-    r.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    std::ifstream f(err);
-    std::stringstream s;
-    s << f.rdbuf();
-    r.err = s.str();
-    return r;
+testfiles::RunResult renderReplay(const fs::path& dir, const std::vector<uint8_t>& bytes) {
+    const fs::path in = dir / "hostile.dpf", out = dir / "out.png";
+    testfiles::writeFile(in, bytes);
+    return testfiles::runProgram("--render --replay " + in.string() + " " + out.string());
 }
 
 std::size_t occurrences(const std::string& text, const std::string& what) {
@@ -111,23 +91,17 @@ std::size_t occurrences(const std::string& text, const std::string& what) {
 
 class HostileReplay : public GlTest {
 protected:
-    void SetUp() override {
-        GlTest::SetUp();
-        dir = fs::temp_directory_path() / ("kw_hostile_replay_" + std::to_string(::getpid()));
-        fs::create_directories(dir);
-    }
     void TearDown() override {
-        fs::remove_all(dir);
         setDabSink(nullptr);
         GlTest::TearDown();
     }
     std::string file(const std::vector<uint8_t>& bytes) {
         const std::string path = (dir / "in.dpf").string();
-        std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()),
-                                                    static_cast<std::streamsize>(bytes.size()));
+        testfiles::writeFile(path, bytes);
         return path;
     }
-    fs::path dir;
+    testfiles::TempFolder folder{"kw_hostile_replay"};
+    const fs::path& dir = folder.path();
 };
 
 } // namespace
@@ -270,7 +244,7 @@ TEST_F(HostileReplay, ThousandsOfNewLayerRecordsStopAtTheLayerLimit) {
 }
 
 TEST_F(HostileReplay, BatchReplayOfANewLayerFloodEndsWithAMessage) {
-    const RunResult r = renderReplay(dir, newLayerFlood(8, 5000));
+    const testfiles::RunResult r = renderReplay(dir, newLayerFlood(8, 5000));
     EXPECT_EQ(r.exitCode, 0) << r.err.substr(0, 400);
     // The blank canvas has one layer: 99 records add one each, the rest are refused.
     EXPECT_EQ(occurrences(r.err, "New layer ignored: a picture holds at most 100 layers."), 5000u - 99u);
@@ -294,14 +268,14 @@ TEST_F(HostileReplay, AbsurdBrushSizeReplaysAsTheLargestBrush) {
         ASSERT_EQ(picture.layers[0].pixels[i + 2], 255) << i;
         ASSERT_EQ(picture.layers[0].pixels[i + 3], 255) << i;
     }
-    const RunResult r = renderReplay(dir, oneStroke(b, 200, 1e30f));
+    const testfiles::RunResult r = renderReplay(dir, oneStroke(b, 200, 1e30f));
     EXPECT_EQ(r.exitCode, 0) << r.err;
 }
 
 TEST_F(HostileReplay, BatchReplayOfABrushNotANumberIsRefused) {
     StoredBrush b;
     b.opacity = kNaN;
-    const RunResult r = renderReplay(dir, oneStroke(b));
+    const testfiles::RunResult r = renderReplay(dir, oneStroke(b));
     EXPECT_EQ(r.exitCode, 2);
     EXPECT_NE(r.err.find("brush opacity is not a number"), std::string::npos) << r.err;
     EXPECT_FALSE(fs::exists(dir / "out.png"));

@@ -4,16 +4,17 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
-#include <unistd.h>
 
 #include "io/BinaryStream.h"
 #include "io/LayeredFile.h"
 #include "support/GlTestContext.h"
+#include "support/TestFiles.h"
 #include "test_process_document.h"
 #include "test_process_support.h"
 
 using processtest::Bytes;
+using testfiles::fileBytes;
+using testfiles::writeFile;
 
 namespace {
 
@@ -26,28 +27,12 @@ LayeredPicture twoLayersTenByTen() {
 
 class LayeredFileGl : public GlTest {
 protected:
-    void SetUp() override {
-        GlTest::SetUp();
-        dir = std::filesystem::temp_directory_path() / ("kw_layered_" + std::to_string(::getpid()));
-        std::filesystem::create_directories(dir);
-    }
     void TearDown() override {
-        std::filesystem::remove_all(dir);
         setDabSink(nullptr);
         GlTest::TearDown();
     }
-    std::string path(const std::string& name) const { return (dir / name).string(); }
-    static std::vector<uint8_t> fileBytes(const std::string& p) {
-        std::vector<uint8_t> bytes;
-        std::string reason;
-        EXPECT_TRUE(io::readWholeFile(p, bytes, reason)) << reason;
-        return bytes;
-    }
-    static void writeFile(const std::string& p, const std::vector<uint8_t>& bytes) {
-        std::ofstream(p, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()),
-                                                 static_cast<std::streamsize>(bytes.size()));
-    }
-    std::filesystem::path dir;
+    std::string path(const std::string& name) const { return folder.file(name); }
+    testfiles::TempFolder folder{"kw_layered"};
 };
 
 } // namespace

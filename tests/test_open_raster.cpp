@@ -11,11 +11,7 @@
 
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <random>
-#include <sstream>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include "canvas/GlInfo.h"
 #include "io/BinaryStream.h"
@@ -23,8 +19,8 @@
 #include "io/OpenRaster.h"
 #include "io/ProcessFormat.h"
 #include "support/GlTestContext.h"
+#include "support/TestFiles.h"
 #include "test_process_document.h"
-#include "TestPaths.h"
 
 namespace {
 
@@ -323,10 +319,7 @@ std::vector<HostileCase> hostileArchives() {
     return cases;
 }
 
-void writeFile(const std::filesystem::path& p, const Bytes& bytes) {
-    std::ofstream(p, std::ios::binary)
-        .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-}
+using testfiles::writeFile;
 
 } // namespace
 
@@ -695,18 +688,13 @@ namespace {
 
 class OpenRasterGl : public GlTest {
 protected:
-    void SetUp() override {
-        GlTest::SetUp();
-        dir = std::filesystem::temp_directory_path() / ("kw_ora_" + std::to_string(::getpid()));
-        std::filesystem::create_directories(dir);
-    }
     void TearDown() override {
-        std::filesystem::remove_all(dir);
         setDabSink(nullptr);
         GlTest::TearDown();
     }
-    std::string path(const std::string& name) const { return (dir / name).string(); }
-    std::filesystem::path dir;
+    std::string path(const std::string& name) const { return folder.file(name); }
+    testfiles::TempFolder folder{"kw_ora"};
+    const std::filesystem::path& dir = folder.path();
 };
 
 void paintThreeLayers(processtest::GlDocument& doc) {
@@ -818,37 +806,8 @@ TEST_F(OpenRasterGl, HostileFilesLeaveThePictureAndTheFilesAlone) {
 
 namespace {
 
-struct RunResult {
-    int exitCode = -1;
-    std::string out, err;
-};
-
-std::string slurp(const std::filesystem::path& path) {
-    std::ifstream f(path);
-    std::stringstream s;
-    s << f.rdbuf();
-    return s.str();
-}
-
-// The program without a display: the batch commands need none.
-RunResult runBinary(const std::string& args, const std::filesystem::path& dir) {
-    const std::filesystem::path out = dir / "stdout.txt", err = dir / "stderr.txt";
-    const std::string command =
-        "env -u DISPLAY " + std::string(KW_BINARY) + " " + args + " >" + out.string() + " 2>" + err.string();
-    const int status = std::system(command.c_str());
-    RunResult r;
-    r.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    r.out = slurp(out);
-    r.err = slurp(err);
-    return r;
-}
-
-Bytes fileBytes(const std::filesystem::path& p) {
-    Bytes bytes;
-    std::string reason;
-    io::readWholeFile(p.string(), bytes, reason);
-    return bytes;
-}
+using testfiles::fileBytes;
+using testfiles::RunResult;
 
 } // namespace
 
@@ -858,27 +817,27 @@ TEST_F(OpenRasterGl, RenderWritesAndReadsOpenRaster) {
     doc.canvas.saveCurrentLayer(doc.layers);
     const LayeredPicture picture = captureLayers(doc.canvas, doc.layers);
     writeFile(dir / "pic.kwf", encodeLayeredFile(picture));
-    RunResult r = runBinary("--render " + path("pic.kwf") + " " + path("pic.ora"), dir);
+    RunResult r = testfiles::runProgram("--render " + path("pic.kwf") + " " + path("pic.ora"));
     ASSERT_EQ(r.exitCode, 0) << r.err;
     ora::Content content;
     std::string reason;
     ASSERT_EQ(ora::readFile(path("pic.ora"), DecodeLimits{}, content, reason), LoadResult::Loaded) << reason;
     EXPECT_TRUE(content.picture == picture);
     // The .ora renders to the same flat picture as the .kwf it came from.
-    r = runBinary("--render " + path("pic.kwf") + " " + path("k.png"), dir);
+    r = testfiles::runProgram("--render " + path("pic.kwf") + " " + path("k.png"));
     ASSERT_EQ(r.exitCode, 0) << r.err;
-    r = runBinary("--render " + path("pic.ora") + " " + path("o.png"), dir);
+    r = testfiles::runProgram("--render " + path("pic.ora") + " " + path("o.png"));
     ASSERT_EQ(r.exitCode, 0) << r.err;
     EXPECT_EQ(fileBytes(dir / "k.png"), fileBytes(dir / "o.png"));
     EXPECT_FALSE(fileBytes(dir / "o.png").empty());
     // And to an .ora again with the same layers.
-    r = runBinary("--render " + path("pic.ora") + " " + path("again.ora"), dir);
+    r = testfiles::runProgram("--render " + path("pic.ora") + " " + path("again.ora"));
     ASSERT_EQ(r.exitCode, 0) << r.err;
     ASSERT_EQ(ora::readFile(path("again.ora"), DecodeLimits{}, content, reason), LoadResult::Loaded)
         << reason;
     EXPECT_TRUE(content.picture == picture);
 
-    r = runBinary("--info " + path("pic.ora"), dir);
+    r = testfiles::runProgram("--info " + path("pic.ora"));
     ASSERT_EQ(r.exitCode, 0) << r.err;
     EXPECT_NE(r.out.find("kind: OpenRaster picture"), std::string::npos) << r.out;
     EXPECT_NE(r.out.find("size: 12 x 9"), std::string::npos) << r.out;
@@ -893,7 +852,7 @@ TEST_F(OpenRasterGl, RenderRefusesHostileArchivesWithExitTwo) {
         writeFile(dir / "in.ora", bytes);
         for (const std::string& args :
              {"--render " + path("in.ora") + " " + path("out.png"), "--info " + path("in.ora")}) {
-            const RunResult r = runBinary(args, dir);
+            const RunResult r = testfiles::runProgram(args);
             EXPECT_EQ(r.exitCode, 2) << name << ": " << args << "\n" << r.err;
             EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << name << "\n" << r.err;
             EXPECT_NE(r.err.find(path("in.ora")), std::string::npos) << name << ": the line names the file";

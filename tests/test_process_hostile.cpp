@@ -6,8 +6,6 @@
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
-#include <unistd.h>
 
 #include "brush/BrushTips.h"
 #include "canvas/GlInfo.h"
@@ -19,6 +17,7 @@
 #include "io/BinaryStream.h"
 #include "io/LayeredFile.h"
 #include "support/GlTestContext.h"
+#include "support/TestFiles.h"
 #include "test_process_support.h"
 
 using processtest::Bytes;
@@ -162,13 +161,10 @@ protected:
             stroke->appendPoint(std::make_unique<BrushStrokePoint>(math::Vec2{2.0f + i * 2, 6.0f}, 1.0f, 1.0f,
                                                                    false, 0.0f));
         perform(std::move(stroke));
-        dir = std::filesystem::temp_directory_path() / ("kw_hostile_" + std::to_string(::getpid()));
-        std::filesystem::create_directories(dir);
     }
     void TearDown() override {
         canvas.freeSurfaces();
         setDabSink(nullptr);
-        std::filesystem::remove_all(dir);
         GlTest::TearDown();
     }
     void perform(std::unique_ptr<HistoryAction> action) {
@@ -195,8 +191,7 @@ protected:
     }
     std::string file(const std::string& name, const std::vector<uint8_t>& bytes) {
         const std::string path = (dir / name).string();
-        std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()),
-                                                    static_cast<std::streamsize>(bytes.size()));
+        testfiles::writeFile(path, bytes);
         return path;
     }
 
@@ -204,7 +199,8 @@ protected:
     MultiLayeredImage layers;
     History history{&canvas, layers};
     BrushTipTable tips;
-    std::filesystem::path dir;
+    testfiles::TempFolder folder{"kw_hostile"};
+    const std::filesystem::path& dir = folder.path();
 };
 
 } // namespace

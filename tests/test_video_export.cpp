@@ -17,6 +17,7 @@
 #include "io/VideoFrame.h"
 #include "io/VideoWriter.h"
 #include "support/GlTestContext.h"
+#include "support/TestFiles.h"
 #include "widgets/GlFont.h"
 #include "test_process_document.h"
 #include "test_process_support.h"
@@ -28,13 +29,6 @@ using io::VideoContainer;
 using io::VideoWriter;
 
 namespace {
-
-fs::path freshDir(const std::string& name) {
-    const fs::path dir = fs::temp_directory_path() / ("kw_video_" + name + "_" + std::to_string(::getpid()));
-    fs::remove_all(dir);
-    fs::create_directories(dir);
-    return dir;
-}
 
 // Files in a folder, so that a left-over temporary file shows up too.
 std::size_t filesIn(const fs::path& dir) {
@@ -182,7 +176,8 @@ TEST(VideoFrame, TallCanvasGetsSideMargins) {
 
 TEST(VideoWriterFiles, EveryFormatInBothContainersAsFfprobeSeesIt) {
     if (!videotest::toolsPresent()) GTEST_SKIP() << "ffprobe (package ffmpeg) is not installed";
-    const fs::path dir = freshDir("formats");
+    const testfiles::TempFolder folder("kw_video_formats");
+    const fs::path& dir = folder.path();
     // The frame period is 1000 / fps in whole milliseconds: 30 fps is 1000/33.
     const char* rates[3] = {"1000/33", "25/1", "25/1"};
     const int frames = 7;
@@ -205,7 +200,6 @@ TEST(VideoWriterFiles, EveryFormatInBothContainersAsFfprobeSeesIt) {
             EXPECT_EQ(v["avg_frame_rate"], rates[i]);
         }
     EXPECT_EQ(filesIn(dir), 6u) << "no temporary file is left";
-    fs::remove_all(dir);
 }
 
 namespace {
@@ -217,7 +211,8 @@ uint32_t le32(const std::vector<uint8_t>& b, std::size_t at) {
 TEST(VideoWriterFiles, AviStreamHeaderHoldsTheFramePeriod) {
     // Read from the file's bytes: the "strh" chunk is fccType, fccHandler,
     // flags, priority, language, initial frames, then scale and rate.
-    const fs::path dir = freshDir("strh");
+    const testfiles::TempFolder folder("kw_video_strh");
+    const fs::path& dir = folder.path();
     for (std::size_t i = 0; i < io::kVideoFormats.size(); ++i) {
         const io::VideoFormat& f = io::kVideoFormats[i];
         const std::string path = (dir / "h.avi").string();
@@ -243,12 +238,12 @@ TEST(VideoWriterFiles, AviStreamHeaderHoldsTheFramePeriod) {
             EXPECT_EQ(rate, 1000u);
         }
     }
-    fs::remove_all(dir);
 }
 
 TEST(VideoWriterFiles, DecodedFramesMatchWhatWasWritten) {
     if (!videotest::toolsPresent()) GTEST_SKIP() << "ffmpeg is not installed";
-    const fs::path dir = freshDir("decoded");
+    const testfiles::TempFolder folder("kw_video_decoded");
+    const fs::path& dir = folder.path();
     const io::VideoFormat f = io::kVideoFormats[0];
     for (int container = 0; container < 2; ++container) {
         const std::string path = (dir / (container == 0 ? "a.avi" : "a.mp4")).string();
@@ -277,11 +272,11 @@ TEST(VideoWriterFiles, DecodedFramesMatchWhatWasWritten) {
         EXPECT_GT(checked, 10000);
         EXPECT_EQ(off, 0) << path;
     }
-    fs::remove_all(dir);
 }
 
 TEST(VideoWriterCodes, FailuresLatchAndLeaveNoFile) {
-    const fs::path dir = freshDir("codes");
+    const testfiles::TempFolder folder("kw_video_codes");
+    const fs::path& dir = folder.path();
     const io::VideoFormat f = io::kVideoFormats[0];
     {
         VideoWriter none;
@@ -320,11 +315,11 @@ TEST(VideoWriterCodes, FailuresLatchAndLeaveNoFile) {
         dropped.abort();
     }
     EXPECT_EQ(filesIn(dir), 0u);
-    fs::remove_all(dir);
 }
 
 TEST(VideoWriterCodes, AFinishedFileReplacesTheOldOneOnlyOnSuccess) {
-    const fs::path dir = freshDir("replace");
+    const testfiles::TempFolder folder("kw_video_replace");
+    const fs::path& dir = folder.path();
     const std::string path = (dir / "old.avi").string();
     std::ofstream(path) << "an earlier film";
     {
@@ -335,7 +330,6 @@ TEST(VideoWriterCodes, AFinishedFileReplacesTheOldOneOnlyOnSuccess) {
     }
     EXPECT_EQ(videotest::readBytes(path).size(), std::string("an earlier film").size());
     EXPECT_EQ(filesIn(dir), 1u);
-    fs::remove_all(dir);
 }
 
 // ---- the export on a GL document -----------------------------------------------------
@@ -364,7 +358,8 @@ protected:
 } // namespace
 
 TEST_F(VideoExportGl, AbortInTheMiddleLeavesNoFileAndTheEndPicture) {
-    const fs::path dir = freshDir("abort");
+    const testfiles::TempFolder folder("kw_video_abort");
+    const fs::path& dir = folder.path();
     processtest::GlDocument doc(160, 120);
     setDabSink(&doc.canvas);
     paintStrokes(doc, 20);
@@ -397,11 +392,11 @@ TEST_F(VideoExportGl, AbortInTheMiddleLeavesNoFileAndTheEndPicture) {
     EXPECT_TRUE(fs::exists(path));
     EXPECT_EQ(filesIn(dir), 1u);
     EXPECT_EQ(flatImagePixels(doc.canvas, doc.layers, true), before);
-    fs::remove_all(dir);
 }
 
 TEST_F(VideoExportGl, AnEmptyListOrAnUnwritableFolderDoesNotStart) {
-    const fs::path dir = freshDir("nostart");
+    const testfiles::TempFolder folder("kw_video_nostart");
+    const fs::path& dir = folder.path();
     processtest::GlDocument doc(32, 32);
     setDabSink(&doc.canvas);
     {
@@ -417,7 +412,6 @@ TEST_F(VideoExportGl, AnEmptyListOrAnUnwritableFolderDoesNotStart) {
         EXPECT_FALSE(job.start((dir / "a.avi").string(), 7, VideoContainer::Avi));
     }
     EXPECT_EQ(filesIn(dir), 0u);
-    fs::remove_all(dir);
 }
 
 // ---- the author's watermark ----------------------------------------------------------------
@@ -466,7 +460,8 @@ void paintMiddle(processtest::GlDocument& doc) {
 } // namespace
 
 TEST_F(VideoExportGl, TheAuthorsLineChangesOnlyTheBottomLeftCornerInBlackAndWhite) {
-    const fs::path dir = freshDir("watermark");
+    const testfiles::TempFolder folder("kw_video_watermark");
+    const fs::path& dir = folder.path();
     GlFont font(kTestFont, 10);
     ASSERT_FALSE(font.usedFallback);
     // The 720p frame's own size: the frame is the canvas, one unit a pixel.
@@ -507,11 +502,11 @@ TEST_F(VideoExportGl, TheAuthorsLineChangesOnlyTheBottomLeftCornerInBlackAndWhit
         EXPECT_LT(darkest, 40) << "frame " << k;
         EXPECT_GT(lightest, 215) << "frame " << k;
     }
-    fs::remove_all(dir);
 }
 
 TEST_F(VideoExportGl, AnEmptyAuthorGivesTheFramesWithoutALine) {
-    const fs::path dir = freshDir("nowatermark");
+    const testfiles::TempFolder folder("kw_video_nowatermark");
+    const fs::path& dir = folder.path();
     GlFont font(kTestFont, 10);
     processtest::GlDocument doc(300, 200);
     setDabSink(&doc.canvas);
@@ -524,7 +519,6 @@ TEST_F(VideoExportGl, AnEmptyAuthorGivesTheFramesWithoutALine) {
     const std::vector<std::vector<uint8_t>> marked = exportedFrames(doc, dir, 0, "A", &font);
     ASSERT_EQ(marked.size(), plain.size());
     EXPECT_NE(marked.back(), plain.back());
-    fs::remove_all(dir);
 }
 
 // ---- frames redrawn where a step changed them ---------------------------------------------
@@ -583,7 +577,8 @@ std::vector<std::vector<uint8_t>> framesOf(processtest::GlDocument& doc, const f
 } // namespace
 
 TEST_F(VideoExportGl, FramesRedrawnWhereTheyChangedEqualWholeCompositions) {
-    const fs::path dir = freshDir("partial");
+    const testfiles::TempFolder folder("kw_video_partial");
+    const fs::path& dir = folder.path();
     GlFont font(kTestFont, 10);
     struct Case {
         int w, h, format;
@@ -617,40 +612,22 @@ TEST_F(VideoExportGl, FramesRedrawnWhereTheyChangedEqualWholeCompositions) {
     const auto partial = framesOf(doc, dir, 0, false, &font);
     ASSERT_EQ(whole.size(), doc.history.actionCount());
     EXPECT_EQ(firstDifference(whole, partial), -1);
-    fs::remove_all(dir);
 }
 
 // ---- the batch command ------------------------------------------------------------------
 
 namespace {
 
-struct RunResult {
-    int exitCode = -1;
-    std::string err;
-};
-
-RunResult runBinary(const std::string& args, const fs::path& dir) {
-    const std::string err = (dir / "stderr.txt").string();
-    const std::string command = "env -u DISPLAY " + std::string(KW_BINARY) + " " + args + " >/dev/null 2>" + err;
-    const int status = std::system(command.c_str());
-    RunResult r;
-    r.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    std::ifstream f(err);
-    r.err.assign(std::istreambuf_iterator<char>(f), std::istreambuf_iterator<char>());
-    fs::remove(err);
-    return r;
-}
-
-void writeFile(const fs::path& p, const std::vector<uint8_t>& bytes) {
-    std::ofstream(p, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()),
-                                             static_cast<std::streamsize>(bytes.size()));
-}
+using testfiles::RunResult;
+using testfiles::writeFile;
 
 class VideoBatch : public GlTest {
 protected:
     void SetUp() override {
         GlTest::SetUp();
-        dir = freshDir("batch");
+        dir = fs::temp_directory_path() / ("kw_video_batch_" + std::to_string(::getpid()));
+        fs::remove_all(dir);
+        fs::create_directories(dir);
     }
     void TearDown() override {
         if (!std::getenv("KW_KEEP_VIDEO_TEST")) fs::remove_all(dir);
@@ -727,7 +704,7 @@ TEST_F(VideoBatch, FilmsOfEveryFormatHoldOneFramePerAction) {
     for (int container = 0; container < 2; ++container)
         for (int i = 0; i < 3; ++i) {
             const std::string out = file(std::string(names[i]) + (container == 0 ? ".avi" : ".mp4"));
-            const RunResult r = runBinary("--export-video " + file("p.dpf") + " " + out + " --format " + names[i], dir);
+            const RunResult r = testfiles::runProgram("--export-video " + file("p.dpf") + " " + out + " --format " + names[i]);
             SCOPED_TRACE(out);
             ASSERT_EQ(r.exitCode, 0) << r.err;
             EXPECT_NE(r.err.find("video export done: 12 frames"), std::string::npos) << r.err;
@@ -747,10 +724,9 @@ TEST_F(VideoBatch, AnAuthorMarksTheBottomLeftCornerOfTheFilm) {
     if (!videotest::toolsPresent()) GTEST_SKIP() << "ffmpeg is not installed";
     const int W = 704, H = 480;
     saveProcess("p.dpf", W, H, 6);
-    RunResult r = runBinary("--export-video " + file("p.dpf") + " " + file("plain.avi") + " --format 480p", dir);
+    RunResult r = testfiles::runProgram("--export-video " + file("p.dpf") + " " + file("plain.avi") + " --format 480p");
     ASSERT_EQ(r.exitCode, 0) << r.err;
-    r = runBinary("--export-video " + file("p.dpf") + " " + file("marked.avi") + " --format 480p --author 'Ada Lovelace'",
-                  dir);
+    r = testfiles::runProgram("--export-video " + file("p.dpf") + " " + file("marked.avi") + " --format 480p --author 'Ada Lovelace'");
     ASSERT_EQ(r.exitCode, 0) << r.err;
     const std::vector<uint8_t> plain = videotest::decodeFrames(file("plain.avi"), file("plain.raw"));
     const std::vector<uint8_t> marked = videotest::decodeFrames(file("marked.avi"), file("marked.raw"));
@@ -789,13 +765,13 @@ TEST_F(VideoBatch, TheLastFrameIsTheReplayedPicture) {
         std::size_t actions = 31;
         if (k.layered) actions = saveLayeredProcess("p.dpf", w, h);
         else saveProcess("p.dpf", w, h, 30);
-        RunResult r = runBinary("--render --replay " + file("p.dpf") + " " + file("end.png"), dir);
+        RunResult r = testfiles::runProgram("--render --replay " + file("p.dpf") + " " + file("end.png"));
         ASSERT_EQ(r.exitCode, 0) << r.err;
         const std::vector<uint8_t> picture = videotest::decodePicture(file("end.png"), file("end.raw"));
         ASSERT_EQ(picture.size(), static_cast<std::size_t>(w) * h * 4);
         for (const char* film : {"end.avi", "end.mp4"}) {
             SCOPED_TRACE(film);
-            r = runBinary("--export-video " + file("p.dpf") + " " + file(film) + " --format 480p", dir);
+            r = testfiles::runProgram("--export-video " + file("p.dpf") + " " + file(film) + " --format 480p");
             ASSERT_EQ(r.exitCode, 0) << r.err;
             const std::vector<uint8_t> frames = videotest::decodeFrames(file(film), file("frames.raw"));
             const std::size_t frameBytes = static_cast<std::size_t>(W) * H * 3;
@@ -852,7 +828,7 @@ TEST_F(VideoBatch, BadInputAndFailuresLeaveNoFile) {
           "--export-video " + file("missing.dpf") + " " + file("x.avi"),
           "--export-video " + file("good.dpf") + " " + file("x.mkv"),
           "--export-video " + file("stderr.txt") + " " + file("x.avi")}) {
-        const RunResult r = runBinary(args, dir);
+        const RunResult r = testfiles::runProgram(args);
         EXPECT_EQ(r.exitCode, 2) << args << "\n" << r.err;
         EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << args << "\n" << r.err;
         EXPECT_NE(r.err.find(dir.string()), std::string::npos) << r.err;
@@ -860,12 +836,12 @@ TEST_F(VideoBatch, BadInputAndFailuresLeaveNoFile) {
     // Usage errors: 2 and the usage text.
     for (const std::string& args : {"--export-video " + file("good.dpf"), "--export-video " + file("good.dpf") + " " +
                                                                             file("x.avi") + " --format 360p"}) {
-        const RunResult r = runBinary(args, dir);
+        const RunResult r = testfiles::runProgram(args);
         EXPECT_EQ(r.exitCode, 2) << args;
         EXPECT_NE(r.err.find("Usage:"), std::string::npos) << r.err;
     }
     // A folder that does not exist: the write fails, 1.
-    const RunResult r = runBinary("--export-video " + file("good.dpf") + " " + file("no/x.avi"), dir);
+    const RunResult r = testfiles::runProgram("--export-video " + file("good.dpf") + " " + file("no/x.avi"));
     EXPECT_EQ(r.exitCode, 1) << r.err;
     std::size_t left = 0;
     for (const auto& entry : fs::directory_iterator(dir)) left += entry.path().filename().string().rfind("x.", 0) == 0;
