@@ -7,9 +7,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <memory>
-#include <unistd.h>
 #include <vector>
 
 #include "canvas/BlendReference.h"
@@ -234,18 +232,9 @@ TEST_F(BucketFillGl, SavedProcessWithFillsReplaysIdentically) {
     EXPECT_LE(largestDifference(expected.layers[1].pixels, l1), 1);
 
     const std::vector<uint8_t> saved = d.save();
-    const std::string path = (std::filesystem::temp_directory_path() /
-                              ("kw_bucket_" + std::to_string(::getpid()) + ".dpf")).string();
-    std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(saved.data()),
-                                                static_cast<std::streamsize>(saved.size()));
     processtest::GlDocument loaded(3, 3);
     setDabSink(&loaded.canvas);
-    DocumentTarget target = loaded.target();
-    DrawingProcess::LoadOptions options;
-    options.tips = &loaded.tips;
-    int32_t version[3] = {};
-    ASSERT_EQ(DrawingProcess::load(path, target, options, version), LoadResult::Loaded);
-    std::filesystem::remove(path);
+    ASSERT_EQ(loaded.load(saved), LoadResult::Loaded);
     replayProcess(loaded.history);
     const LayeredPicture replayed = captureLayers(loaded.canvas, loaded.layers);
     ASSERT_EQ(replayed.layers.size(), 2u);
@@ -293,18 +282,9 @@ TEST_F(BucketFillGl, OlderStoredFormsLoadAndReplay) {
         EXPECT_EQ(fill->optimizeForLineart, c.lineart);
         EXPECT_FALSE(fill->sampleAllLayers);
 
-        const std::string path = (std::filesystem::temp_directory_path() /
-                                  ("kw_bucket_old_" + std::to_string(::getpid()) + ".dpf")).string();
-        std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()),
-                                                    static_cast<std::streamsize>(bytes.size()));
         processtest::GlDocument loaded(3, 3);
         setDabSink(&loaded.canvas);
-        DocumentTarget target = loaded.target();
-        DrawingProcess::LoadOptions options;
-        options.tips = &loaded.tips;
-        int32_t version[3] = {};
-        ASSERT_EQ(DrawingProcess::load(path, target, options, version), LoadResult::Loaded);
-        std::filesystem::remove(path);
+        ASSERT_EQ(loaded.load(bytes), LoadResult::Loaded);
         replayProcess(loaded.history);
         // The white canvas is one region; (10,20,30,128) over white:
         // 10 + 255 * (1 - 128/255) = 10 + 127 = 137, then 147, 157; alpha 255.

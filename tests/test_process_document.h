@@ -18,6 +18,7 @@
 #include "history/LayerPropertyAction.h"
 #include "history/SelectionActions.h"
 #include "io/DrawingProcess.h"
+#include "support/TestFiles.h"
 
 namespace processtest {
 
@@ -55,6 +56,17 @@ struct GlDocument {
         ProcessSaveInput input{&history.actions(), history.actionCount(), &picture, history.initialWidth,
                                history.initialHeight, &tips, {}, 0, 0};
         return encodeProcess(input);
+    }
+    // Loads process bytes into this document the way the program opens a
+    // file (through a file on disk).
+    LoadResult load(const std::vector<uint8_t>& bytes) {
+        const testfiles::TempFolder folder("kw_document");
+        testfiles::writeFile(folder / "process.dpf", bytes);
+        DocumentTarget into = target();
+        DrawingProcess::LoadOptions options;
+        options.tips = &tips;
+        int32_t version[3] = {};
+        return DrawingProcess::load(folder.file("process.dpf"), into, options, version);
     }
 };
 

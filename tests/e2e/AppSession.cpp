@@ -1,6 +1,5 @@
 #include "e2e/AppSession.h"
 #include "TestPaths.h"
-#include "io/BinaryStream.h"
 
 #include <X11/Xatom.h>
 #include <X11/Xutil.h>
@@ -364,11 +363,11 @@ int differingPixels(const Screenshot& a, const Screenshot& b, int x0, int y0, in
     return n;
 }
 
-std::vector<uint8_t> fileBytes(const std::string& path) {
-    std::vector<uint8_t> bytes;
-    std::string reason;
-    if (!io::readWholeFile(path, bytes, reason)) std::fprintf(stderr, "%s\n", reason.c_str());
-    return bytes;
+void AppSession::answerFileDialogs(const std::vector<std::string>& lines) {
+    std::string text;
+    for (const auto& l : lines) text += l + "\n";
+    testfiles::writeFile(workDir + "/answers.txt", text);
+    setEnv("KESTRELWING_FILE_DIALOG", workDir + "/answers.txt");
 }
 
 bool waitForOutput(AppSession& app, const std::string& text, int timeoutMs) {

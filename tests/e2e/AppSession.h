@@ -11,6 +11,8 @@
 #include <utility>
 #include <vector>
 
+#include "support/TestFiles.h"
+
 struct Screenshot {
     int width = 0, height = 0;
     std::vector<uint8_t> rgb; // top row first, 3 bytes a pixel
@@ -64,6 +66,9 @@ public:
     std::string workFolder() const { return workDir; }
     // Set in the program's environment at the next start (e.g. TMPDIR).
     void setEnv(const std::string& name, const std::string& value) { extraEnv.emplace_back(name, value); }
+    // Scripts the program's file dialogs with these answers, one a line
+    // ("" = Cancel, "#N " the filter, "@MS " a delay), from the next start.
+    void answerFileDialogs(const std::vector<std::string>& lines);
     // The window's title (WM_NAME: the program's Latin-1 bytes).
     std::string title();
     Window windowId() const { return window; }
@@ -93,8 +98,6 @@ std::string artefactPath(const std::string& name);
 
 // Pixels whose colour differs between two screenshots inside a rectangle (y down).
 int differingPixels(const Screenshot& a, const Screenshot& b, int x0, int y0, int x1, int y1);
-// A file the program wrote, whole; empty (and the reason printed) when it
-// can't be read.
-std::vector<uint8_t> fileBytes(const std::string& path);
+using testfiles::fileBytes;
 // Waits until the program's output holds `text`; false after the time-out.
 bool waitForOutput(AppSession& app, const std::string& text, int timeoutMs);

@@ -29,13 +29,7 @@ std::string commandOutput(const std::string& command) {
 TEST(CropE2E, DraggedRectangleAndEnterCropTheCanvas) {
     AppSession app;
     const std::string work = app.workFolder();
-    {
-        FILE* f = std::fopen((work + "/answers.txt").c_str(), "w");
-        ASSERT_NE(f, nullptr);
-        std::fprintf(f, "%s/cropped\n", work.c_str());
-        std::fclose(f);
-    }
-    app.setEnv("KESTRELWING_FILE_DIALOG", work + "/answers.txt");
+    app.answerFileDialogs({work + "/cropped"});
     app.setEnv("KESTRELWING_START_TOOL", "5");
     ASSERT_TRUE(app.start()) << app.output();
     ASSERT_TRUE(waitForOutput(app, "crop mode", 5000)) << app.output();

@@ -63,9 +63,7 @@ std::string readAll(const std::string& path) {
     return ss.str();
 }
 
-void writeFile(const std::string& path, const std::string& text) {
-    std::ofstream(path, std::ios::binary) << text;
-}
+using testfiles::writeFile;
 
 // The names in a folder, sorted.
 std::vector<std::string> listing(const std::string& dir) {
@@ -93,12 +91,7 @@ public:
         app.setEnv("TMPDIR", tmp);
     }
     // The answers, one a line ("" = Cancel, "#N " the filter, "@MS " a delay).
-    void answers(const std::vector<std::string>& lines) {
-        std::string text;
-        for (const auto& l : lines) text += l + "\n";
-        writeFile(W + "/answers.txt", text);
-        app.setEnv("KESTRELWING_FILE_DIALOG", W + "/answers.txt");
-    }
+    void answers(const std::vector<std::string>& lines) { app.answerFileDialogs(lines); }
     bool start() {
         if (!app.start()) return false;
         app.waitFrames(10);

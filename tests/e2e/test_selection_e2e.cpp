@@ -107,13 +107,7 @@ Screenshot settledShot(AppSession& app, const std::string& name) {
 TEST(SelectionE2E, CutPasteMoveTurnApplyAndTheProcessReplays) {
     AppSession app;
     const std::string work = app.workFolder();
-    {
-        FILE* f = std::fopen((work + "/answers.txt").c_str(), "w");
-        ASSERT_NE(f, nullptr);
-        std::fprintf(f, "%s/story\n", work.c_str());
-        std::fclose(f);
-    }
-    app.setEnv("KESTRELWING_FILE_DIALOG", work + "/answers.txt");
+    app.answerFileDialogs({work + "/story"});
     ASSERT_TRUE(app.start()) << app.output();
     const int h = app.windowHeight(), mid = h / 2;
 
