@@ -7,4 +7,5 @@ here="$(cd "$(dirname "$0")/.." && pwd)"
 "$here/scripts/deps.sh"
 "$here/scripts/build.sh"
 cd "$here/${KW_BUILD_DIR:-build}"
-ctest --output-on-failure --timeout 600 "$@"
+# Unit tests and the halves of the end-to-end suite run side by side.
+ctest --output-on-failure --timeout 600 -j "${KW_TEST_JOBS:-3}" "$@"
