@@ -757,7 +757,10 @@ void Canvas::mergeImage(const uint8_t* rgba, const PixelRect& box) {
 
 void Canvas::paintFigure(const float rgba[4], const PixelRect& bounds, const std::function<void()>& drawFigure) {
     if (!surfacesMade) return;
-    glPushAttrib(GL_VIEWPORT_BIT);
+    // The viewport goes back to the caller's at the end, set by hand: a
+    // pushed viewport bit was seen not to bring it back on Mesa here.
+    GLint viewport[4] = {0, 0, 0, 0};
+    glGetIntegerv(GL_VIEWPORT, viewport);
     // The buffer's colour outside the figure is the figure's own, so the
     // smoothed merge's soft rim takes no other colour in.
     strokeBuffer.bind(GL_DRAW_FRAMEBUFFER);
@@ -803,5 +806,5 @@ void Canvas::paintFigure(const float rgba[4], const PixelRect& bounds, const std
     // Nothing of the figure may show as a stroke preview afterwards.
     clearBufferRegion(strokeBuffer, strokeUsed_, 1.0f);
     strokeFine_.clear();
-    glPopAttrib();
+    glViewport(viewport[0], viewport[1], viewport[2], viewport[3]);
 }
