@@ -296,3 +296,19 @@ TEST_F(ShapeToolGl, TheFigureLeavesNoActionAndAnUndoRebuildsWithoutIt) {
     const Bytes redone = d.layer();
     EXPECT_EQ(redone, withStroke);
 }
+
+TEST_F(ShapeToolGl, ASnapshotTakenAfterTheFigureKeepsItThroughAnUndo) {
+    ShapeDoc d;
+    setColors(d.tool);
+    d.tool.fillEnabled = true;
+    d.tool.borderWidth = 0;
+    d.place({40.5f, 20.5f}, {90.5f, 60.5f});
+    d.tool.onKey(13, 0, 0);
+    // Enough actions after it that the history takes a snapshot (one every
+    // 31 steps): the snapshot reads the layers back, figure and all.
+    for (int i = 0; i < History::kMaxUndoDepth + 2; ++i)
+        d.perform(std::make_unique<LayerOpacityChangeAction>(d.canvas, d.layers, i % 2 ? 100 : 90));
+    ASSERT_TRUE(d.history.undo());
+    d.history.replayIfPending();
+    expectPixel(d.layer(), 60, 40, {51, 153, 255, 255});
+}
