@@ -146,10 +146,18 @@ TEST(ShapeE2E, DraggedEllipseWithFillAndBorderIsPaintedByEnter) {
     const auto rim = screen(104, 200);     // 4 picture pixels in from the left end: the border
     const auto inside = screen(120, 200);  // 20 in: the fill
     const auto corner = screen(110, 90);   // inside the box, outside the ellipse
-    const auto away = screen(50, 200);
+    const auto away = screen(450, 200);    // right of the box
     EXPECT_TRUE(isRed(preview.at(centre.first, centre.second))) << "no preview fill";
     EXPECT_TRUE(isBlack(preview.at(rim.first, rim.second))) << "no preview border";
     EXPECT_TRUE(isWhite(preview.at(corner.first, corner.second)));
+    // The box's frame shows while the figure is placed, beside the ellipse.
+    const int frameY = screen(100, 110).second;
+    auto frameShown = [&](const Screenshot& shot) {
+        for (int x = a.first - 2; x <= a.first + 2; ++x)
+            if (!isWhite(shot.at(x, frameY))) return true;
+        return false;
+    };
+    EXPECT_TRUE(frameShown(preview)) << "no frame round the placed figure";
 
     app.xdotool("key Return");
     app.waitFrames(4);
@@ -160,5 +168,6 @@ TEST(ShapeE2E, DraggedEllipseWithFillAndBorderIsPaintedByEnter) {
     EXPECT_TRUE(isBlack(applied.at(rim.first, rim.second)));
     EXPECT_TRUE(isWhite(applied.at(corner.first, corner.second)));
     EXPECT_TRUE(isWhite(applied.at(away.first, away.second)));
+    EXPECT_FALSE(frameShown(applied)) << "the figure is still placed after Enter";
     fs::remove_all(dir);
 }
