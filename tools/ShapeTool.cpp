@@ -207,8 +207,9 @@ void ShapeTool::drawOnCanvas() {
     const math::Vec2 ex = painter->canvasToWindow(firstCorner + math::Vec2(1, 0)) - origin;
     const math::Vec2 ey = painter->canvasToWindow(firstCorner + math::Vec2(0, 1)) - origin;
     const GLfloat m[16] = {ex.x, ex.y, 0, 0, ey.x, ey.y, 0, 0, 0, 0, 1, 0, origin.x, origin.y, 0, 1};
-    glPushAttrib(GL_ENABLE_BIT | GL_CURRENT_BIT | GL_COLOR_BUFFER_BIT | GL_POLYGON_BIT);
+    glPushAttrib(GL_ENABLE_BIT | GL_CURRENT_BIT | GL_COLOR_BUFFER_BIT | GL_POLYGON_BIT | GL_TRANSFORM_BIT);
     RenderAreaProjection projection(area.width, area.height);
+    glMatrixMode(GL_MODELVIEW);
     glMultMatrixf(m);
     glDisable(GL_TEXTURE_2D);
     glDisable(GL_DEPTH_TEST);

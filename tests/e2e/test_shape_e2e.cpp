@@ -1,19 +1,24 @@
 // The shape tool in the running program: the colour picked into the fill,
 // the border swatch chosen, the ellipse button, the fill switch and the
 // width slider in the options strip, an ellipse dragged out on the canvas,
-// its preview, and Enter painting it onto the layer.
+// its preview, and Enter painting it onto the layer. The figure records no
+// action: a saved process holds it in its stored layers, its replay does not.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <vector>
 
+#include "TestPaths.h"
 #include "e2e/AppSession.h"
 #include "io/Codecs.h"
+#include "io/ImageTypes.h"
 
 namespace {
 
@@ -82,6 +87,13 @@ TEST(ShapeE2E, DraggedEllipseWithFillAndBorderIsPaintedByEnter) {
     ASSERT_TRUE(codec::encodePng((dir / "white.png").string(), picture.data(), kW, kH));
 
     AppSession app;
+    {
+        FILE* f = std::fopen((app.workFolder() + "/answers.txt").c_str(), "w");
+        ASSERT_NE(f, nullptr);
+        std::fprintf(f, "%s/with_figure\n", app.workFolder().c_str());
+        std::fclose(f);
+    }
+    app.setEnv("KESTRELWING_FILE_DIALOG", app.workFolder() + "/answers.txt");
     app.setEnv("KESTRELWING_START_TOOL", "10"); // nothing in the interface selects the shape tool
     app.setEnv("KESTRELWING_TRACE_INTERFACE", "1");
     ASSERT_TRUE(app.start({(dir / "white.png").string()})) << app.output();
@@ -169,5 +181,30 @@ TEST(ShapeE2E, DraggedEllipseWithFillAndBorderIsPaintedByEnter) {
     EXPECT_TRUE(isWhite(applied.at(corner.first, corner.second)));
     EXPECT_TRUE(isWhite(applied.at(away.first, away.second)));
     EXPECT_FALSE(frameShown(applied)) << "the figure is still placed after Enter";
+
+    // Saved as a drawing process: the stored picture has the figure, the
+    // replay of the actions has none (no action paints it).
+    app.xdotool("key F8");
+    ASSERT_TRUE(waitForOutput(app, "drawing process saved", 10000)) << app.output();
+    const std::string process = app.workFolder() + "/with_figure.dpf";
+    const std::string bin = KW_BINARY;
+    ASSERT_EQ(std::system(("env -u DISPLAY " + bin + " --render " + process + " " + app.workFolder() +
+                           "/stored.png >/dev/null 2>&1").c_str()), 0);
+    ASSERT_EQ(std::system(("env -u DISPLAY " + bin + " --render --replay " + process + " " + app.workFolder() +
+                           "/replayed.png >/dev/null 2>&1").c_str()), 0);
+    auto pixelAt = [](const std::string& path, int x, int yDown) {
+        const std::vector<uint8_t> file = fileBytes(path);
+        RawPicture picture;
+        std::string detail;
+        std::array<int, 4> rgba{-1, -1, -1, -1};
+        if (codec::decodePng(file, DecodeLimits{}, picture, detail) != DecodeStatus::Ok || picture.width != kW ||
+            picture.height != kH)
+            return rgba;
+        const uint8_t* p = &picture.pixels[(static_cast<size_t>(kH - 1 - yDown) * kW + x) * 4];
+        for (size_t c = 0; c < 4; ++c) rgba[c] = p[c];
+        return rgba;
+    };
+    EXPECT_EQ(pixelAt(app.workFolder() + "/stored.png", 250, 200), (std::array<int, 4>{255, 0, 0, 255}));
+    EXPECT_EQ(pixelAt(app.workFolder() + "/replayed.png", 250, 200), (std::array<int, 4>{255, 255, 255, 255}));
     fs::remove_all(dir);
 }
