@@ -279,9 +279,12 @@ TEST_F(ShapeToolGl, TheFigureLeavesNoActionAndAnUndoRebuildsWithoutIt) {
     d.perform(processtest::stroke(round, {0, 0, 0}, 10, 80, 4, 0, 10)); // a black line near the top
     const std::size_t actions = d.history.actionCount();
     const Bytes withStroke = d.layer();
+    const int32_t modifications = d.layers.modificationCount;
     d.place({40.5f, 20.5f}, {90.5f, 60.5f});
     d.tool.onKey(13, 0, 0);
     EXPECT_EQ(d.history.actionCount(), actions) << "the figure adds no action";
+    // Nor does it count as a change: the questions about unsaved work go by this count.
+    EXPECT_EQ(d.layers.modificationCount, modifications);
     const Bytes withFigure = d.layer();
     expectPixel(withFigure, 60, 40, {51, 153, 255, 255});
     // Undo takes back the stroke, the last action, and rebuilds the canvas
