@@ -315,3 +315,53 @@ TEST_F(ShapeToolGl, ASnapshotTakenAfterTheFigureKeepsItThroughAnUndo) {
     d.history.replayIfPending();
     expectPixel(d.layer(), 60, 40, {51, 153, 255, 255});
 }
+
+TEST_F(ShapeToolGl, PreviewFollowsTheViewsZoomAndRotation) {
+    ShapeDoc d;
+    constexpr int kWindowW = 200, kWindowH = 160;
+    d.painter.renderArea = {0, 0, kWindowW, kWindowH};
+    d.camera.lookFrom(40.0f); // two window pixels a canvas pixel
+    d.camera.rotation = 30.0f;
+    d.camera.setRotation();
+    d.camera.position.x = 20.0f; // panned
+    setColors(d.tool);
+    d.tool.shapeIndex = shape::kRectangle;
+    d.tool.fillEnabled = true;
+    d.tool.borderWidth = 0;
+    const math::Vec2 low{52.0f, 35.0f}, high{88.0f, 61.0f};
+    d.place(low, high);
+    Framebuffer out(kWindowW, kWindowH);
+    ASSERT_TRUE(out.create(false, false));
+    out.bind(GL_DRAW_FRAMEBUFFER);
+    glPushAttrib(GL_VIEWPORT_BIT | GL_COLOR_BUFFER_BIT);
+    glViewport(0, 0, kWindowW, kWindowH);
+    glClearColor(0, 0, 0, 1);
+    glClear(GL_COLOR_BUFFER_BIT);
+    d.tool.drawOnCanvas();
+    glPopAttrib();
+    out.unbind();
+    const Bytes shown = readFramebuffer(out);
+    out.destroy();
+    // Each window pixel taken back to the canvas by the view's own mapping:
+    // inside the rectangle (by more than a window pixel's reach) blue,
+    // outside black.
+    int inside = 0, outside = 0, wrong = 0;
+    const float margin = 1.0f; // canvas pixels: two window pixels
+    for (int y = 0; y < kWindowH; ++y)
+        for (int x = 0; x < kWindowW; ++x) {
+            const math::Vec2 c = d.painter.windowToCanvas({x + 0.5f, y + 0.5f});
+            const bool in = c.x > low.x + margin && c.x < high.x - margin && c.y > low.y + margin && c.y < high.y - margin;
+            const bool out_ = c.x < low.x - margin || c.x > high.x + margin || c.y < low.y - margin || c.y > high.y + margin;
+            const uint8_t* p = &shown[(static_cast<std::size_t>(y) * kWindowW + static_cast<std::size_t>(x)) * 4];
+            if (in) {
+                ++inside;
+                if (!(p[0] == 51 && p[1] == 153 && p[2] == 255)) ++wrong;
+            } else if (out_) {
+                ++outside;
+                if (!(p[0] == 0 && p[1] == 0 && p[2] == 0)) ++wrong;
+            }
+        }
+    EXPECT_EQ(wrong, 0);
+    EXPECT_GT(inside, 2000);  // 34 x 24 canvas pixels at 2 x 2 window pixels each, less the margin
+    EXPECT_GT(outside, 20000);
+}
