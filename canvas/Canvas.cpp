@@ -754,3 +754,57 @@ void Canvas::mergeImage(const uint8_t* rgba, const PixelRect& box) {
     clearBufferRegion(strokeBuffer, strokeUsed_, 0.0f);
     strokeFine_.clear();
 }
+
+void Canvas::paintFigure(const float rgba[4], const PixelRect& bounds, const std::function<void()>& drawFigure) {
+    if (!surfacesMade) return;
+    // The viewport goes back to the caller's at the end, set by hand: a
+    // pushed viewport bit was seen not to bring it back on Mesa here.
+    GLint viewport[4] = {0, 0, 0, 0};
+    glGetIntegerv(GL_VIEWPORT, viewport);
+    // The buffer's colour outside the figure is the figure's own, so the
+    // smoothed merge's soft rim takes no other colour in.
+    strokeBuffer.bind(GL_DRAW_FRAMEBUFFER);
+    glPushAttrib(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT | GL_STENCIL_BUFFER_BIT | GL_ENABLE_BIT | GL_CURRENT_BIT |
+                 GL_SCISSOR_BIT | GL_POLYGON_BIT);
+    glDisable(GL_SCISSOR_TEST);
+    glClearColor(rgba[0], rgba[1], rgba[2], 0.0f);
+    glClearDepth(1.0);
+    glClearStencil(0);
+    glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT | GL_STENCIL_BUFFER_BIT);
+    {
+        CanvasProjection projection(width, height);
+        glDisable(GL_BLEND);
+        glDisable(GL_DEPTH_TEST);
+        glDisable(GL_TEXTURE_2D);
+        glDisable(GL_CULL_FACE);
+        glPolygonMode(GL_FRONT_AND_BACK, GL_FILL);
+        glUseProgram(0);
+        glColor4f(rgba[0], rgba[1], rgba[2], rgba[3]);
+        drawFigure();
+    }
+    glPopAttrib();
+    strokeBuffer.unbind();
+    // All of the buffer holds colour now: the next user clears all of it.
+    strokeUsed_.addAll();
+    strokeFine_.clear();
+    // The merge reads one pixel round the figure.
+    PixelRegion change(width, height);
+    change.add(PixelRect{bounds.x - 2, bounds.y - 2, bounds.width + 4, bounds.height + 4});
+    change = passRegion(change);
+    if (!change.empty()) {
+        const GLuint layerTexture = currentLayerSurface().textureId;
+        Framebuffer& target = beginSurfacePass(change);
+        target.bind(GL_DRAW_FRAMEBUFFER);
+        {
+            CanvasProjection projection(width, height);
+            drawTwoTexturePass(smoothOverProgram, "strokeTex", strokeBuffer.textureId, "canvasTex", layerTexture,
+                               change);
+        }
+        target.unbind();
+        endSurfacePass(change);
+    }
+    // Nothing of the figure may show as a stroke preview afterwards.
+    clearBufferRegion(strokeBuffer, strokeUsed_, 1.0f);
+    strokeFine_.clear();
+    glViewport(viewport[0], viewport[1], viewport[2], viewport[3]);
+}

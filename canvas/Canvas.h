@@ -155,6 +155,12 @@ public:
     // mask when a selection is in force, premultiplied over, one flip. The
     // bucket fill's merge.
     void mergeImage(const uint8_t* rgba, const PixelRect& box);
+    // Paints a figure onto the current layer outside any stroke and without
+    // the selection's mask (the shape tool): the stroke buffer is cleared to
+    // the colour's RGB with alpha 0, `drawFigure` draws into it in canvas
+    // pixels (blending off, the colour set), and the smoothed merge lays it
+    // over the layer in one pass that flips. `bounds`: all drawFigure touches.
+    void paintFigure(const float rgba[4], const PixelRect& bounds, const std::function<void()>& drawFigure);
 
     // Off: every pass covers the whole surface, as the reference that the
     // limited passes are tested against. On by default.

@@ -255,6 +255,11 @@ const std::vector<DefaultText>& defaultTexts() {
         {"USED_LIBRARIES_LICENSES_STR", "Used libraries licenses"},
         {"OPENER_MISSING_STR", "unable to open \"%s\":\nno desktop opener (%s) is installed"},
         {"OPENER_FAILED_STR", "no application could open \"%s\""},
+        // Shape tool.
+        {"SHAPE_FILL_LABEL_STR", "Fill:"},
+        {"SHAPE_BORDER_LABEL_STR", "Border:"},
+        {"SHAPE_TOOL_STR", "shape tool"},
+        {"SHAPE_TOOL_STATUS_STR", "status = %d, numPoints = %d"},
     };
     return table;
 }

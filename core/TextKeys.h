@@ -257,5 +257,10 @@ inline constexpr int32_t BRUSH_PROPERTIES_TIP_STR = keys::keyHash("BRUSH_PROPERT
 inline constexpr int32_t USED_LIBRARIES_LICENSES_STR = keys::keyHash("USED_LIBRARIES_LICENSES_STR");
 inline constexpr int32_t OPENER_MISSING_STR = keys::keyHash("OPENER_MISSING_STR");
 inline constexpr int32_t OPENER_FAILED_STR = keys::keyHash("OPENER_FAILED_STR");
+// Shape tool.
+inline constexpr int32_t SHAPE_FILL_LABEL_STR = keys::keyHash("SHAPE_FILL_LABEL_STR");
+inline constexpr int32_t SHAPE_BORDER_LABEL_STR = keys::keyHash("SHAPE_BORDER_LABEL_STR");
+inline constexpr int32_t SHAPE_TOOL_STR = keys::keyHash("SHAPE_TOOL_STR");
+inline constexpr int32_t SHAPE_TOOL_STATUS_STR = keys::keyHash("SHAPE_TOOL_STATUS_STR");
 
 } // namespace tk
