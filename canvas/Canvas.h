@@ -156,6 +156,19 @@ public:
     // bucket fill's merge.
     void mergeImage(const uint8_t* rgba, const PixelRect& box);
 
+    // ---- the gradient ----
+    // Draws the ramp's strip (core/GradientRamp) into the stroke buffer,
+    // replacing what it held: the raw buffer and then the mask under a
+    // selection, so the ramp is confined like a stroke. The live preview
+    // shows the stroke buffer; mergeGradient lays it on the layer.
+    void renderGradient(math::Vec2 start, math::Vec2 end, std::span<const std::array<float, 4>> colors,
+                        std::span<const float> positions);
+    // The stroke buffer premultiplied over the current layer, one flip.
+    void mergeGradient();
+    // Where strokes take the mirror's settings from at each point (the
+    // mirror tool, set by the painter); without it strokes are not mirrored.
+    std::function<brush::MirrorSettings()> mirrorSource;
+
     // Off: every pass covers the whole surface, as the reference that the
     // limited passes are tested against. On by default.
     bool limitPassesToChanges = true;
@@ -207,6 +220,10 @@ private:
     // smoothed merges turn such pixels black wherever they run, so a limited
     // pass of theirs must run here too to give the whole pass's bytes.
     PixelRegion straightColour_;
+    // The stroke buffer (whose used tiles the caller set) premultiplied over
+    // the current layer, one flip; the buffer is cleared afterwards so that
+    // nothing of it shows as a stroke preview.
+    void mergeStrokeBufferOver();
     void buildSelectionMask();
     // The outline's box and a pixel round it, cut to the canvas: where the
     // mask may be non-zero. selectionRegion: its tiles.

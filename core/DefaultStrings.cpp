@@ -255,6 +255,11 @@ const std::vector<DefaultText>& defaultTexts() {
         {"USED_LIBRARIES_LICENSES_STR", "Used libraries licenses"},
         {"OPENER_MISSING_STR", "unable to open \"%s\":\nno desktop opener (%s) is installed"},
         {"OPENER_FAILED_STR", "no application could open \"%s\""},
+        // Gradient and mirror tools.
+        {"MIRROR_REPETITIONS_STR", "Num. repetitions:"},
+        {"MIRROR_MIRRORED_STR", "Mirrored"},
+        {"MIRROR_MOVE_ORIGIN_STR", "Move origin at desired position, and choose number of repetitions."},
+        {"MIRROR_EXIT_HINT_STR", "To exit mirror mode, press again the mirror tool button on the main toolbar."},
     };
     return table;
 }

@@ -257,5 +257,10 @@ inline constexpr int32_t BRUSH_PROPERTIES_TIP_STR = keys::keyHash("BRUSH_PROPERT
 inline constexpr int32_t USED_LIBRARIES_LICENSES_STR = keys::keyHash("USED_LIBRARIES_LICENSES_STR");
 inline constexpr int32_t OPENER_MISSING_STR = keys::keyHash("OPENER_MISSING_STR");
 inline constexpr int32_t OPENER_FAILED_STR = keys::keyHash("OPENER_FAILED_STR");
+// Gradient and mirror tools.
+inline constexpr int32_t MIRROR_REPETITIONS_STR = keys::keyHash("MIRROR_REPETITIONS_STR");
+inline constexpr int32_t MIRROR_MIRRORED_STR = keys::keyHash("MIRROR_MIRRORED_STR");
+inline constexpr int32_t MIRROR_MOVE_ORIGIN_STR = keys::keyHash("MIRROR_MOVE_ORIGIN_STR");
+inline constexpr int32_t MIRROR_EXIT_HINT_STR = keys::keyHash("MIRROR_EXIT_HINT_STR");
 
 } // namespace tk
