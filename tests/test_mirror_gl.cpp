@@ -6,6 +6,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cmath>
 #include <filesystem>
 #include <fstream>
@@ -169,12 +170,16 @@ TEST_F(MirrorGl, ADabOnTheOriginMakesNoPoint) {
 // mirror off, give the live bytes.
 TEST_F(MirrorGl, AMirroredStrokeReplaysWithTheMirrorOff) {
     mirrorOn({90, 70}, 5, true);
+    const std::vector<uint8_t> blank = layer();
     kwSrand(9);
     paint(diagonal());
     const std::vector<uint8_t> live = layer();
-    // The copies show on the layer: the reflection of a dab's pixel is painted.
-    ASSERT_GT(live[(static_cast<std::size_t>(100) * kW + 30) * 4 + 3], 0);
-    ASSERT_GT(live[(static_cast<std::size_t>(100) * kW + 150) * 4 + 3], 0);
+    // The copies show on the layer: the stroke's first dab at (30, 100) and
+    // its reflection at (150, 100) are painted.
+    const std::size_t first = (100u * kW + 30) * 4, reflection = (100u * kW + 150) * 4;
+    auto painted = [&](std::size_t i) { return !std::equal(&live[i], &live[i] + 4, &blank[i]); };
+    ASSERT_TRUE(painted(first));
+    ASSERT_TRUE(painted(reflection));
 
     // Off: the button pressed twice from the brush.
     toggleToolButton(*gApp, gPainter, MirrorTool::kIndex);
