@@ -27,7 +27,11 @@
 #include "support/GlTestContext.h"
 #include "test_process_document.h"
 #include "tools/MirrorTool.h"
+#include "tools/ToolPanel.h"
 #include "ui/Interface.h"
+#include "widgets/ButtonWidget.h"
+#include "widgets/Slider.h"
+#include "widgets/Widget.h"
 
 namespace {
 constexpr int kW = 200, kH = 160;
@@ -274,4 +278,40 @@ TEST_F(MirrorGl, TheHandleMovesTheOrigin) {
     gInputState.leftButton = false;
     EXPECT_NEAR(mirror().origin.x, back.x, 1e-3f);
     EXPECT_EQ(gHistory.actionCount(), before);
+}
+
+// The options strip: the repetitions slider bound to the tool (1 to 50), the
+// "Mirrored" box and "Reset", which also ticks the box again.
+TEST_F(MirrorGl, TheStripEditsTheSettings) {
+    createToolOptionsBar();
+    placeToolOptionsBar(1000, 700);
+    gPainter.selectTool(MirrorTool::kIndex);
+    Slider<int>* count = nullptr;
+    CheckBoxWidget* box = nullptr;
+    ButtonWidget* reset = nullptr;
+    for (const auto& w : gToolOptionsBar->children) {
+        if (auto* s = dynamic_cast<Slider<int>*>(w.get())) count = s;
+        if (auto* c = dynamic_cast<CheckBoxWidget*>(w.get())) box = c;
+        if (auto* b = dynamic_cast<ButtonWidget*>(w.get())) reset = b;
+    }
+    ASSERT_NE(count, nullptr);
+    ASSERT_NE(box, nullptr);
+    ASSERT_NE(reset, nullptr);
+    EXPECT_EQ(count->target, &mirror().repetitions);
+    EXPECT_EQ(count->minValue, 1);
+    EXPECT_EQ(count->maxValue, 50);
+    count->setKnob(count->trackLength());
+    EXPECT_EQ(mirror().repetitions, 50);
+    EXPECT_TRUE(box->checked);
+    box->toggle();
+    EXPECT_FALSE(mirror().mirrored);
+    mirror().origin = {3, 4};
+    ASSERT_TRUE(reset->onClick);
+    reset->onClick(reset);
+    EXPECT_EQ(mirror().repetitions, 1);
+    EXPECT_TRUE(mirror().mirrored);
+    EXPECT_TRUE(box->checked);
+    EXPECT_EQ(mirror().origin, math::Vec2(kW / 2.0f, kH / 2.0f));
+    gPainter.selectTool(1);
+    gToolOptionsBar.reset();
 }
