@@ -59,6 +59,9 @@ public:
     void resize(int newWidth, int newHeight, MultiLayeredImage& layers);
     // Set by the application on its own canvas (the painter tells its tools).
     std::function<void(int width, int height)> sizeChanged;
+    // Where strokes take the mirror's settings from at each point (the
+    // mirror tool, set by the application); without it nothing is mirrored.
+    std::function<brush::MirrorSettings()> mirrorSource;
     // Frees the surfaces (exit, resize).
     void freeSurfaces();
     bool hasSurfaces() const { return surfacesMade; }
@@ -165,9 +168,6 @@ public:
                         std::span<const float> positions);
     // The stroke buffer premultiplied over the current layer, one flip.
     void mergeGradient();
-    // Where strokes take the mirror's settings from at each point (the
-    // mirror tool, set by the painter); without it strokes are not mirrored.
-    std::function<brush::MirrorSettings()> mirrorSource;
 
     // Off: every pass covers the whole surface, as the reference that the
     // limited passes are tested against. On by default.
