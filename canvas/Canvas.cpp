@@ -15,6 +15,7 @@
 #include "canvas/Shaders.h"
 #include "canvas/StrokeRenderer.h"
 #include "core/Globals.h"
+#include "core/GradientRamp.h"
 #include "core/InputState.h"
 #include "history/History.h"
 
@@ -316,6 +317,9 @@ brush::StrokeInput Canvas::strokeInput() const {
     in.meanDirection = gInputState.meanDirection();
     in.color = {color[0], color[1], color[2]};
     in.colorHsv = {colorHsv[0], colorHsv[1], colorHsv[2]};
+    // The copies become ordinary points of the stroke, so a replay never
+    // asks the mirror again.
+    if (mirrorSource) in.mirror = mirrorSource();
     return in;
 }
 
@@ -737,6 +741,10 @@ void Canvas::mergeImage(const uint8_t* rgba, const PixelRect& box) {
     (selectionActive ? rawStrokeUsed_ : strokeUsed_).add(cut);
     strokeFine_.add(cut);
     if (selectionActive) applyMask();
+    mergeStrokeBufferOver();
+}
+
+void Canvas::mergeStrokeBufferOver() {
     const PixelRegion change = passRegion(strokeUsed_);
     PixelRegion drawn = strokeFine_;
     if (!limitPassesToChanges) drawn = change;
@@ -807,4 +815,42 @@ void Canvas::paintFigure(const float rgba[4], const PixelRect& bounds, const std
     clearBufferRegion(strokeBuffer, strokeUsed_, 1.0f);
     strokeFine_.clear();
     glViewport(viewport[0], viewport[1], viewport[2], viewport[3]);
+}
+
+// ---- the gradient ----------------------------------------------------------------
+
+void Canvas::renderGradient(math::Vec2 start, math::Vec2 end, std::span<const std::array<float, 4>> colors,
+                            std::span<const float> positions) {
+    if (!surfacesMade) return;
+    const std::vector<gradient::StripVertex> strip = gradient::rampStrip(start, end, colors, positions, width, height);
+    // The strip may reach every pixel: the whole buffer is replaced.
+    Framebuffer& target = selectionActive ? rawStrokeBuffer : strokeBuffer;
+    clearSurface(target, 0, 0, 0, 0);
+    (selectionActive ? rawStrokeUsed_ : strokeUsed_).addAll();
+    strokeFine_.addAll();
+    target.bind(GL_DRAW_FRAMEBUFFER);
+    {
+        CanvasProjection projection(width, height);
+        glPushAttrib(GL_ENABLE_BIT | GL_COLOR_BUFFER_BIT | GL_CURRENT_BIT | GL_LIGHTING_BIT | GL_POLYGON_BIT);
+        glDisable(GL_DEPTH_TEST);
+        glDisable(GL_TEXTURE_2D);
+        glDisable(GL_CULL_FACE);
+        glDisable(GL_BLEND);  // the strip's premultiplied colours replace the clear
+        glShadeModel(GL_SMOOTH);
+        glUseProgram(0);
+        glBegin(GL_TRIANGLE_STRIP);
+        for (const gradient::StripVertex& v : strip) {
+            glColor4f(v.color[0], v.color[1], v.color[2], v.color[3]);
+            glVertex2f(v.position.x, v.position.y);
+        }
+        glEnd();
+        glPopAttrib();
+    }
+    target.unbind();
+    if (selectionActive) applyMask();
+}
+
+void Canvas::mergeGradient() {
+    if (!surfacesMade) return;
+    mergeStrokeBufferOver();
 }

@@ -59,6 +59,9 @@ public:
     void resize(int newWidth, int newHeight, MultiLayeredImage& layers);
     // Set by the application on its own canvas (the painter tells its tools).
     std::function<void(int width, int height)> sizeChanged;
+    // Where strokes take the mirror's settings from at each point (the
+    // mirror tool, set by the application); without it nothing is mirrored.
+    std::function<brush::MirrorSettings()> mirrorSource;
     // Frees the surfaces (exit, resize).
     void freeSurfaces();
     bool hasSurfaces() const { return surfacesMade; }
@@ -162,6 +165,16 @@ public:
     // over the layer in one pass that flips. `bounds`: all drawFigure touches.
     void paintFigure(const float rgba[4], const PixelRect& bounds, const std::function<void()>& drawFigure);
 
+    // ---- the gradient ----
+    // Draws the ramp's strip (core/GradientRamp) into the stroke buffer,
+    // replacing what it held: the raw buffer and then the mask under a
+    // selection, so the ramp is confined like a stroke. The live preview
+    // shows the stroke buffer; mergeGradient lays it on the layer.
+    void renderGradient(math::Vec2 start, math::Vec2 end, std::span<const std::array<float, 4>> colors,
+                        std::span<const float> positions);
+    // The stroke buffer premultiplied over the current layer, one flip.
+    void mergeGradient();
+
     // Off: every pass covers the whole surface, as the reference that the
     // limited passes are tested against. On by default.
     bool limitPassesToChanges = true;
@@ -213,6 +226,10 @@ private:
     // smoothed merges turn such pixels black wherever they run, so a limited
     // pass of theirs must run here too to give the whole pass's bytes.
     PixelRegion straightColour_;
+    // The stroke buffer (whose used tiles the caller set) premultiplied over
+    // the current layer, one flip; the buffer is cleared afterwards so that
+    // nothing of it shows as a stroke preview.
+    void mergeStrokeBufferOver();
     void buildSelectionMask();
     // The outline's box and a pixel round it, cut to the canvas: where the
     // mask may be non-zero. selectionRegion: its tiles.

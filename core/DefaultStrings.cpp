@@ -260,6 +260,11 @@ const std::vector<DefaultText>& defaultTexts() {
         {"SHAPE_BORDER_LABEL_STR", "Border:"},
         {"SHAPE_TOOL_STR", "shape tool"},
         {"SHAPE_TOOL_STATUS_STR", "status = %d, numPoints = %d"},
+        // Gradient and mirror tools.
+        {"MIRROR_REPETITIONS_STR", "Num. repetitions:"},
+        {"MIRROR_MIRRORED_STR", "Mirrored"},
+        {"MIRROR_MOVE_ORIGIN_STR", "Move origin at desired position, and choose number of repetitions."},
+        {"MIRROR_EXIT_HINT_STR", "To exit mirror mode, press again the mirror tool button on the main toolbar."},
     };
     return table;
 }

@@ -15,6 +15,7 @@
 #include "core/InputState.h"
 #include "core/MainLoop.h"
 #include "history/History.h"
+#include "tools/MirrorTool.h"
 #include "tools/Tool.h"
 #include "ui/Interface.h"
 #include "widgets/ImageButton.h"
@@ -47,6 +48,8 @@ PaintingApplication::PaintingApplication()
                                         this);
     // Every size change of the picture, whoever makes it, reaches the tools here.
     canvas->sizeChanged = [this](int width, int height) { painter->canvasCreated(width, height); };
+    // Strokes ask the mirror tool at each point whether to make copies.
+    canvas->mirrorSource = [this] { return static_cast<const MirrorTool&>(*painter->tools[11]).settings(); };
 }
 
 PaintingApplication::~PaintingApplication() = default;

@@ -262,5 +262,10 @@ inline constexpr int32_t SHAPE_FILL_LABEL_STR = keys::keyHash("SHAPE_FILL_LABEL_
 inline constexpr int32_t SHAPE_BORDER_LABEL_STR = keys::keyHash("SHAPE_BORDER_LABEL_STR");
 inline constexpr int32_t SHAPE_TOOL_STR = keys::keyHash("SHAPE_TOOL_STR");
 inline constexpr int32_t SHAPE_TOOL_STATUS_STR = keys::keyHash("SHAPE_TOOL_STATUS_STR");
+// Gradient and mirror tools.
+inline constexpr int32_t MIRROR_REPETITIONS_STR = keys::keyHash("MIRROR_REPETITIONS_STR");
+inline constexpr int32_t MIRROR_MIRRORED_STR = keys::keyHash("MIRROR_MIRRORED_STR");
+inline constexpr int32_t MIRROR_MOVE_ORIGIN_STR = keys::keyHash("MIRROR_MOVE_ORIGIN_STR");
+inline constexpr int32_t MIRROR_EXIT_HINT_STR = keys::keyHash("MIRROR_EXIT_HINT_STR");
 
 } // namespace tk

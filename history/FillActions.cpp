@@ -3,12 +3,14 @@
 #include <algorithm>
 
 #include "canvas/BucketFill.h"
+#include "canvas/Canvas.h"
 #include "io/BinaryStream.h"
 
 bool GradientFillAction::execute() {
-    // The gradient tool completes this (render the ramp into the stroke
-    // buffer, merge it like a stroke). Until then the picture is left alone.
-    (void)canvas_;
+    // The ramp goes through the stroke buffer (and the selection's mask) and
+    // is laid over the layer like a stroke; the stops are the action's own.
+    canvas_.renderGradient({startX, startY}, {endX, endY}, colors, positions);
+    canvas_.mergeGradient();
     return true;
 }
 

@@ -1,6 +1,6 @@
 #pragma once
-// Fills that the gradient and bucket tools record. The tools complete their
-// execute(); the stored forms are complete here.
+// Fills that the gradient and bucket tools record; each execute runs the
+// whole fill again from the stored parameters.
 #include <array>
 #include <cstdint>
 #include <vector>
