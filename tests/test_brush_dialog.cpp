@@ -5,11 +5,14 @@
 // Ctrl+click on the brush button open it.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
 #include <memory>
 #include <string>
+#include <thread>
+#include <fstream>
 
 #include "brush/Brush.h"
 #include "brush/BrushPresets.h"
@@ -489,4 +492,36 @@ TEST_F(BrushDialogTest, F5AndCtrlClickOnTheBrushButtonOpenTheDialog) {
     brushButton->onClick(brushButton); // without Ctrl: the brush tool, no dialog
     EXPECT_EQ(titles.size(), 2u);
     EXPECT_EQ(gCanvas.brush, before);
+}
+
+TEST_F(BrushDialogTest, BrushFolderButtonHandsTheUsersTipFolderToTheOpener) {
+    // The opener is a script that writes down what it was given.
+    const std::string script = dir + "/opener.sh", record = dir + "/opened.txt";
+    {
+        std::ofstream out(script);
+        out << "#!/bin/sh\nprintf '%s' \"$1\" > '" << record << ".tmp' && mv '" << record << ".tmp' '" << record
+            << "'\n";
+    }
+    fs::permissions(script, fs::perms::owner_all);
+    const char* oldOpener = std::getenv("KESTRELWING_OPEN_CMD");
+    const char* oldData = std::getenv("XDG_DATA_HOME");
+    const std::string savedOpener = oldOpener ? oldOpener : "", savedData = oldData ? oldData : "";
+    setenv("KESTRELWING_OPEN_CMD", script.c_str(), 1);
+    setenv("XDG_DATA_HOME", (dir + "/data").c_str(), 1);
+    BrushPropertiesDialog& d = open();
+    const Brush before = d.editedBrush();
+    ButtonWidget* folder = buttonLabelled(d, "brush folder..");
+    ASSERT_NE(folder, nullptr);
+    click(*folder);
+    for (int i = 0; i < 250 && !fs::exists(record); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    if (oldOpener) setenv("KESTRELWING_OPEN_CMD", savedOpener.c_str(), 1);
+    else unsetenv("KESTRELWING_OPEN_CMD");
+    if (oldData) setenv("XDG_DATA_HOME", savedData.c_str(), 1);
+    else unsetenv("XDG_DATA_HOME");
+    std::ifstream in(record);
+    std::string opened;
+    std::getline(in, opened);
+    EXPECT_EQ(opened, dir + "/data/Kestrelwing/brushes/");
+    EXPECT_EQ(d.editedBrush(), before);
+    EXPECT_FALSE(d.closed);
 }
