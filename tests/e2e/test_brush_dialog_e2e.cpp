@@ -115,3 +115,45 @@ TEST(BrushDialogE2E, SizeAndTipChosenInTheDialogShapeTheNextStroke) {
     EXPECT_NEAR(kept, wide, 3) << wide << " " << kept;
     EXPECT_TRUE(app.running());
 }
+
+// The right button's HUD shows one dab of the active brush at the canvas's
+// zoom: as wide as the stroke that brush paints, in the current colour.
+TEST(BrushDialogE2E, TheHudDabIsAsWideAsTheStroke) {
+    AppSession app;
+    ASSERT_TRUE(app.start()) << app.output();
+    ASSERT_EQ(app.windowHeight(), 700);
+    app.moveMouse(1000, 60);
+    app.waitFrames(5);
+    paintLine(app, 200);
+    const Screenshot painted = app.screenshot();
+    const int stroke = paintedRows(painted, 500, 100, 300);
+
+    // The HUD at (600, 300): the dab hangs from 120 pixels below the pointer.
+    app.moveMouse(600, 300);
+    app.waitFrames(5);
+    app.xdotool("mousedown 3");
+    app.waitFrames(15);
+    const Screenshot hud = app.screenshot();
+    app.xdotool("mouseup 3");
+    app.waitFrames(5);
+    ASSERT_TRUE(hud.savePng(artefactPath("brush_hud_dab.png")));
+    int top = -1, bottom = -1;
+    for (int y = 415; y < 690; ++y) {
+        const uint8_t* p = hud.at(600, y);
+        if (p[0] < 60 && p[1] < 60 && p[2] < 60) {
+            if (top < 0) top = y;
+            bottom = y;
+        }
+    }
+    ASSERT_GE(top, 0) << "a dark dab below the pointer";
+    EXPECT_NEAR(top, 420, 3) << "its top edge 120 pixels below the pointer";
+    EXPECT_GT(stroke, 20);
+    EXPECT_NEAR(bottom - top + 1, stroke, 3) << "dab " << top << ".." << bottom << ", stroke " << stroke;
+    // The white outline just outside the dab's top.
+    bool ring = false;
+    for (int y = top - 3; y < top + 2; ++y) {
+        const uint8_t* p = hud.at(600, y);
+        ring = ring || (p[0] > 200 && p[1] > 200 && p[2] > 200 && !isChecker(p));
+    }
+    EXPECT_TRUE(ring);
+}
