@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -23,6 +24,8 @@ constexpr int kSizeTrackX = 262 + 5, kSizeY = 552;
 constexpr int kRoundTipX = 132 + 43, kRoundTipY = 245 + 2 * 40 + 20;
 // OK and Cancel: 110 x 30 at the right, 80 and 0 above the inner bottom.
 constexpr int kButtonX = 892 - 55, kOkY = 635 - 80 - 15, kCancelY = 635 - 15;
+// "Add preset": 110 x 30 at the right, at the inner top.
+constexpr int kAddPresetY = 130 + 15;
 
 void click(AppSession& app, int x, int y) {
     app.moveMouse(x, y);
@@ -161,4 +164,40 @@ TEST(BrushDialogE2E, TheHudDabIsAsWideAsTheStroke) {
         ring = ring || (p[0] > 200 && p[1] > 200 && p[2] > 200 && !isChecker(p));
     }
     EXPECT_TRUE(ring);
+}
+
+// "Add preset" asks for a name; the new preset shows as a sample stroke in
+// the list and is in the user's presets file once the dialog is gone.
+TEST(BrushDialogE2E, AnAddedPresetShowsInTheListAndReachesTheFile) {
+    AppSession app;
+    ASSERT_TRUE(app.start()) << app.output();
+    app.moveMouse(1000, 60);
+    app.waitFrames(5);
+    const Screenshot idle = app.screenshot();
+    app.xdotool("key F5");
+    const Screenshot open = app.screenshotWhen([&](const Screenshot& s) { return dialogShown(idle, s); });
+    app.waitFrames(15);
+    click(app, kSizeTrackX + 60, kSizeY);
+    click(app, kButtonX, kAddPresetY);
+    app.waitFrames(15);
+    const Screenshot asking = app.screenshot();
+    ASSERT_TRUE(asking.savePng(artefactPath("brush_dialog_preset_name.png")));
+    // The question's title widens it to 414 x 150 (x 305..719, y down
+    // 275..425); its OK button stands 40 above the inner bottom at the right.
+    EXPECT_GT(differingPixels(open, asking, 330, 300, 700, 410), 20000) << "the question shows";
+    const std::string presetsFile = app.workFolder() + "/data/Kestrelwing/brush_presets.xml";
+    std::remove(presetsFile.c_str());
+    click(app, 643, 355);
+    app.waitFrames(20);
+    const Screenshot added = app.screenshot();
+    ASSERT_TRUE(added.savePng(artefactPath("brush_dialog_preset_added.png")));
+    // The first row of the list (x 502..752, y down 152..221) holds its sample stroke.
+    EXPECT_GT(differingPixels(open, added, 505, 155, 750, 218), 500) << "a stroke in the first row";
+    EXPECT_LT(differingPixels(open, added, 505, 225, 750, 290), 50) << "the second row stays empty";
+    click(app, kButtonX, kOkY);
+    app.waitFrames(40);
+    const std::vector<uint8_t> bytes = fileBytes(presetsFile);
+    const std::string text(bytes.begin(), bytes.end());
+    EXPECT_NE(text.find("preset_0"), std::string::npos) << text;
+    EXPECT_TRUE(app.running());
 }
