@@ -201,3 +201,32 @@ TEST(BrushDialogE2E, AnAddedPresetShowsInTheListAndReachesTheFile) {
     EXPECT_NE(text.find("preset_0"), std::string::npos) << text;
     EXPECT_TRUE(app.running());
 }
+// Ctrl+click on the brush button opens the dialog; a plain click does not.
+TEST(BrushDialogE2E, CtrlClickOnTheBrushButtonOpensTheDialog) {
+    AppSession app;
+    ASSERT_TRUE(app.start()) << app.output();
+    app.moveMouse(1000, 60);
+    app.waitFrames(5);
+    const Screenshot idle = app.screenshot();
+    // The brush button: first button of the tool bar's second panel.
+    const int bx = 31, by = 281;
+    click(app, bx, by);
+    app.moveMouse(1000, 60);
+    app.waitFrames(20);
+    EXPECT_FALSE(dialogShown(idle, app.screenshot())) << "a plain click selects the brush only";
+    app.moveMouse(bx, by);
+    app.waitFrames(3);
+    // The program reads held keys once a tick: Ctrl goes down a few frames early.
+    app.xdotool("keydown ctrl");
+    app.waitFrames(3);
+    app.xdotool("click 1");
+    app.waitFrames(5);
+    app.xdotool("keyup ctrl");
+    const Screenshot open = app.screenshotWhen([&](const Screenshot& s) { return dialogShown(idle, s); });
+    ASSERT_TRUE(open.savePng(artefactPath("brush_dialog_ctrl_click.png")));
+    EXPECT_TRUE(dialogShown(idle, open));
+    app.xdotool("key Escape");
+    app.waitFrames(30);
+    EXPECT_FALSE(dialogShown(idle, app.screenshot())) << "Esc closes it";
+    EXPECT_TRUE(app.running());
+}
