@@ -525,3 +525,24 @@ TEST_F(BrushDialogTest, BrushFolderButtonHandsTheUsersTipFolderToTheOpener) {
     EXPECT_EQ(d.editedBrush(), before);
     EXPECT_FALSE(d.closed);
 }
+
+TEST_F(BrushDialogTest, TabNamesAndLabelsComeFromTheTextTable) {
+    {
+        std::ofstream out(dir + "/localization_DEU.txt");
+        out << "BRUSHDLG_TAB_SIZE_STR=Groesse\nBRUSHDLG_TAB_MISC_STR=Sonstiges\nBRUSH_PROPERTIES_STR=Pinsel\n"
+               "BRUSHDLG_ADD_PRESET_STR=Neu\n";
+    }
+    loc::loadDefaultStrings("DEU", dir);
+    BrushPropertiesDialog& d = open();
+    loc::loadDefaultStrings(loc::kDefaultLanguage, dir);
+    EXPECT_EQ(d.title, "Pinsel");
+    EXPECT_NE(d.tabs->page("Groesse"), nullptr);
+    EXPECT_NE(d.tabs->page("Sonstiges"), nullptr);
+    EXPECT_EQ(d.tabs->page("size"), nullptr);
+    EXPECT_NE(d.tabs->page("position"), nullptr) << "untranslated texts stay English";
+    EXPECT_EQ(d.tabs->currentTab, "Groesse");
+    EXPECT_NE(buttonLabelled(d, "Neu"), nullptr);
+    // The size page holds its controls under the translated name.
+    EXPECT_NE(d.tabs->page("Groesse")->findChild(kSizeId), nullptr);
+    EXPECT_NE(d.tabs->page("Sonstiges")->findChild(kDryBrushId), nullptr);
+}
