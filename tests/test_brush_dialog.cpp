@@ -536,8 +536,8 @@ TEST_F(BrushDialogTest, TabNamesAndLabelsComeFromTheTextTable) {
     BrushPropertiesDialog& d = open();
     loc::loadDefaultStrings(loc::kDefaultLanguage, dir);
     EXPECT_EQ(d.title, "Pinsel");
-    EXPECT_NE(d.tabs->page("Groesse"), nullptr);
-    EXPECT_NE(d.tabs->page("Sonstiges"), nullptr);
+    ASSERT_NE(d.tabs->page("Groesse"), nullptr);
+    ASSERT_NE(d.tabs->page("Sonstiges"), nullptr);
     EXPECT_EQ(d.tabs->page("size"), nullptr);
     EXPECT_NE(d.tabs->page("position"), nullptr) << "untranslated texts stay English";
     EXPECT_EQ(d.tabs->currentTab, "Groesse");
