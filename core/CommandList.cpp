@@ -10,6 +10,7 @@
 #include "core/InteractionMode.h"
 #include "core/Localisation.h"
 #include "core/PaintingApplication.h"
+#include "ui/BrushPropertiesDialog.h"
 #include "ui/FileFlows.h"
 #include "ui/HelpDialog.h"
 #include "ui/Interface.h"
@@ -189,7 +190,7 @@ bool runBuiltInKey(PaintingApplication& app, Painter& painter, int32_t code) {
     case 's': fileflows::saveImage(); return true;
     case 'v': openVideoExportDialog(); return true; // OK starts the export
     case 0x104: togglePerspective(app, painter); return true;
-    case 0x105: notAvailableYet(app, "brush properties dialog"); return true;
+    case 0x105: showBrushPropertiesDialog(); return true;
     case 0x106: fileflows::quickSave(); return true;
     case 0x108: fileflows::saveProcess(); return true;
     case 0x109: fileflows::loadProcess(false); return true;

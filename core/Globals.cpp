@@ -1,5 +1,6 @@
 #include "core/Globals.h"
 
+#include "brush/BrushPresets.h"
 #include "brush/BrushTips.h"
 #include "canvas/Canvas.h"
 #include "canvas/MultiLayeredImage.h"
@@ -17,6 +18,7 @@ MultiLayeredImage& gLayers = *gApp->layers;
 Painter& gPainter = *gApp->painter;
 History& gHistory = *gApp->history;
 BrushTipTable& gBrushTips = *gApp->brushTips;
+BrushPresetManager& gBrushPresets = *gApp->brushPresets;
 
 float GuiScale = 1.0f;
 float gGuiColor[4] = {0.52156866f, 0.5764706f, 0.5764706f, 0.9f};

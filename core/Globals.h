@@ -9,6 +9,7 @@ class MultiLayeredImage;
 class Painter;
 class History;
 class BrushTipTable;
+class BrushPresetManager;
 
 extern PaintingApplication* gApp;
 extern Camera& gCamera;
@@ -18,6 +19,7 @@ extern MultiLayeredImage& gLayers;
 extern Painter& gPainter;
 extern History& gHistory;
 extern BrushTipTable& gBrushTips;
+extern BrushPresetManager& gBrushPresets;
 
 // 1.0, or the window's DPI / 96. Widget sizes are given at 96 dpi and scaled by it.
 extern float GuiScale;

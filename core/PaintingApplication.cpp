@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdio>
 
+#include "brush/BrushPresets.h"
 #include "brush/BrushTips.h"
 #include "canvas/Canvas.h"
 #include "canvas/MultiLayeredImage.h"
@@ -38,7 +39,8 @@ void PaintingApplicationOptions::reset() {
 
 PaintingApplication::PaintingApplication()
     : canvas(std::make_unique<Canvas>(1024, 768)), layers(std::make_unique<MultiLayeredImage>()),
-      history(std::make_unique<History>(canvas.get(), *layers)), brushTips(std::make_unique<BrushTipTable>()) {
+      history(std::make_unique<History>(canvas.get(), *layers)), brushTips(std::make_unique<BrushTipTable>()),
+      brushPresets(std::make_unique<BrushPresetManager>()) {
     canvas->attach(history.get(), brushTips.get());
     // A rebuild from the history drops whatever the tools had in progress.
     history->resetTools = [this] {

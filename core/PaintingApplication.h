@@ -9,6 +9,7 @@
 #include "core/InputCallbacks.h"
 
 class BrushTipTable;
+class BrushPresetManager;
 class Canvas;
 class History;
 class Painter;
@@ -61,6 +62,7 @@ public:
     std::unique_ptr<MultiLayeredImage> layers;
     std::unique_ptr<History> history; // owns every action of the picture
     std::unique_ptr<BrushTipTable> brushTips; // the tip table of the brush preset manager
+    std::unique_ptr<BrushPresetManager> brushPresets; // read after the tip table is built
     std::shared_ptr<Painter> painter; // shared: the input dispatcher holds it too
     int currentToolIndex_ = 1; // index into the painter's tools
     int previousToolIndex = 1;

@@ -17,6 +17,7 @@
 #include "canvas/TipTextures.h"
 #include "canvas/ViewMath.h"
 #include "canvas/ViewNavigation.h"
+#include "brush/BrushPresets.h"
 #include "brush/BrushTips.h"
 #include "history/BrushStrokeAction.h"
 #include "core/CommandList.h"
@@ -214,6 +215,8 @@ int runProgram(const CommandLine& commandLine) {
     gCanvas.brush.SizeFollowsPressure = false;
     gCanvas.brush.FlowFollowsPressure = true;
     loadBrushTips(gBrushTips);
+    // Presets name their tips, so they are read once the tip table is built.
+    gBrushPresets.load(userPresetsFile(), factoryPresetsFile(), gBrushTips);
     setDabSink(&gCanvas);
     gInputState.reset();
     setInputHost(gApp);

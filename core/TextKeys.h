@@ -268,4 +268,27 @@ inline constexpr int32_t MIRROR_MIRRORED_STR = keys::keyHash("MIRROR_MIRRORED_ST
 inline constexpr int32_t MIRROR_MOVE_ORIGIN_STR = keys::keyHash("MIRROR_MOVE_ORIGIN_STR");
 inline constexpr int32_t MIRROR_EXIT_HINT_STR = keys::keyHash("MIRROR_EXIT_HINT_STR");
 
+// Brush properties dialog.
+inline constexpr int32_t BRUSHDLG_TAB_SIZE_STR = keys::keyHash("BRUSHDLG_TAB_SIZE_STR"); // size
+inline constexpr int32_t BRUSHDLG_TAB_POSITION_STR = keys::keyHash("BRUSHDLG_TAB_POSITION_STR"); // position
+inline constexpr int32_t BRUSHDLG_TAB_OPACITY_STR = keys::keyHash("BRUSHDLG_TAB_OPACITY_STR"); // opacity
+inline constexpr int32_t BRUSHDLG_TAB_COLOR_STR = keys::keyHash("BRUSHDLG_TAB_COLOR_STR"); // color
+inline constexpr int32_t BRUSHDLG_TAB_ORIENTATION_STR = keys::keyHash("BRUSHDLG_TAB_ORIENTATION_STR"); // orientation
+inline constexpr int32_t BRUSHDLG_TAB_MISC_STR = keys::keyHash("BRUSHDLG_TAB_MISC_STR"); // misc.
+inline constexpr int32_t BRUSHDLG_SIZE_JITTER_STR = keys::keyHash("BRUSHDLG_SIZE_JITTER_STR"); // Size jitter:
+inline constexpr int32_t BRUSHDLG_SCATTERING_STR = keys::keyHash("BRUSHDLG_SCATTERING_STR"); // Scattering:
+inline constexpr int32_t BRUSHDLG_OPACITY_JITTER_STR = keys::keyHash("BRUSHDLG_OPACITY_JITTER_STR"); // Opacity jitter:
+inline constexpr int32_t BRUSHDLG_COLOR_DYNAMICS_STR = keys::keyHash("BRUSHDLG_COLOR_DYNAMICS_STR"); // Color dynamics
+inline constexpr int32_t BRUSHDLG_HUE_JITTER_STR = keys::keyHash("BRUSHDLG_HUE_JITTER_STR"); // hue jitter
+inline constexpr int32_t BRUSHDLG_SATURATION_JITTER_STR = keys::keyHash("BRUSHDLG_SATURATION_JITTER_STR"); // saturation jitter
+inline constexpr int32_t BRUSHDLG_VALUE_JITTER_STR = keys::keyHash("BRUSHDLG_VALUE_JITTER_STR"); // value jitter
+inline constexpr int32_t BRUSHDLG_ANGLE_STR = keys::keyHash("BRUSHDLG_ANGLE_STR"); // Angle:
+inline constexpr int32_t BRUSHDLG_ANGLE_JITTER_STR = keys::keyHash("BRUSHDLG_ANGLE_JITTER_STR"); // Angle jitter:
+inline constexpr int32_t BRUSHDLG_DRY_BRUSH_STR = keys::keyHash("BRUSHDLG_DRY_BRUSH_STR"); // Dry brush enhancement
+inline constexpr int32_t BRUSHDLG_BRUSH_FOLDER_STR = keys::keyHash("BRUSHDLG_BRUSH_FOLDER_STR"); // brush folder..
+inline constexpr int32_t BRUSHDLG_ADD_PRESET_STR = keys::keyHash("BRUSHDLG_ADD_PRESET_STR"); // Add preset
+inline constexpr int32_t BRUSHDLG_REMOVE_PRESET_STR = keys::keyHash("BRUSHDLG_REMOVE_PRESET_STR"); // Remove Preset
+inline constexpr int32_t BRUSHDLG_PRESET_NAME_STR = keys::keyHash("BRUSHDLG_PRESET_NAME_STR"); // Preset name
+inline constexpr int32_t BRUSHDLG_NO_PRESET_SELECTED_STR = keys::keyHash("BRUSHDLG_NO_PRESET_SELECTED_STR"); // No preset is selected
+inline constexpr int32_t BRUSHDLG_CONFIRM_PRESET_DELETION_STR = keys::keyHash("BRUSHDLG_CONFIRM_PRESET_DELETION_STR"); // Confirm deletion of preset\n'%s'?
 } // namespace tk

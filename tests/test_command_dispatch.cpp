@@ -118,17 +118,6 @@ TEST_F(CommandDispatchTest, CommandListsHoldTheDefaults) {
     for (size_t i = 0; i < 4; ++i) EXPECT_EQ(gPainter.commands[i]->name, canvasNames[i]);
 }
 
-TEST_F(CommandDispatchTest, CommandsWithoutTargetSaySoUnderTheirKeys) {
-    const std::vector<std::pair<int, std::string>> cases = {
-        {0x105, "brush properties dialog"},
-    };
-    for (const auto& [code, name] : cases) {
-        gApp->lastMessage.clear();
-        press(code);
-        EXPECT_EQ(gApp->lastMessage, name + ": not available yet") << std::hex << code;
-    }
-}
-
 TEST_F(CommandDispatchTest, ToolCommandsSelectTheirTools) {
     press(0x66); // f
     EXPECT_EQ(gApp->currentToolIndex(), 9);
@@ -294,14 +283,6 @@ TEST_F(CommandDispatchTest, EscapeWhileBusyAsksToCancel) {
 }
 
 TEST_F(CommandDispatchTest, BuiltInKeysWithoutTargetSaySo) {
-    const std::vector<std::pair<int, std::string>> cases = {
-        {0x105, "brush properties dialog"},
-    };
-    for (const auto& [code, name] : cases) {
-        gApp->lastMessage.clear();
-        press(code);
-        EXPECT_EQ(gApp->lastMessage, name + ": not available yet") << std::hex << code;
-    }
     // One layer: nothing to cycle through.
     gApp->lastMessage.clear();
     press('!');

@@ -22,6 +22,14 @@ TEST(SliderMapping, LinearAndLogarithmicRoundTrip) {
     EXPECT_EQ(sliderValueAt<int>(33, 100, 0, 10, true), 3) << "int values are truncated";
 }
 
+TEST(SliderMapping, TheRightEndGivesTheMaximumExactly) {
+    // exp(log(500)) is 499.99999999999994 in doubles: an int slider would truncate it.
+    for (int length = 100; length < 400; ++length)
+        ASSERT_EQ(sliderValueAt<int>(length, length, 1, 500, false), 500) << length;
+    EXPECT_EQ(sliderValueAt<int>(0, 210, 1, 500, false), 1);
+    EXPECT_FLOAT_EQ(sliderValueAt<float>(210, 210, 0.015625f, 5.0f, true), 5.0f);
+}
+
 TEST(SliderWidget, SetValueClampsAndCorrectsTheField) {
     Unscaled u;
     float field = 0.5f;

@@ -5,13 +5,23 @@
 #include <cmath>
 
 #include "brush/Brush.h"
+#include "brush/BrushTips.h"
+#include "brush/Dab.h"
+#include "brush/StrokePoint.h"
 #include "canvas/Painter.h"
+#include "canvas/StrokeRenderer.h"
 #include "core/Camera.h"
 #include "core/Globals.h"
 
 BrushPreviewWidget::BrushPreviewWidget(int x, int y, const Brush* brush_, const float* color_, bool scaleByZoom_,
                                        bool showOutline_)
-    : Widget(x, y, 10, 10), brush(brush_), color(color_), scaleByZoom(scaleByZoom_), showOutline(showOutline_) {}
+    : Widget(x, y, 10, 10), brush(brush_), color(color_ ? color_ : ownColor), scaleByZoom(scaleByZoom_),
+      showOutline(showOutline_), tips(&gBrushTips) {}
+
+int BrushPreviewWidget::onMouseMove(int x, int y, bool fromPen) {
+    (void)x, (void)y, (void)fromPen;
+    return 0;
+}
 
 float BrushPreviewWidget::zoom() const {
     if (!scaleByZoom) return 1.0f;
@@ -23,36 +33,14 @@ float BrushPreviewWidget::radius() const { return brush ? static_cast<float>(bru
 void BrushPreviewWidget::draw(float opacity_) {
     if (!brush) return;
     const float a = effectiveAlpha(opacity_);
-    const float r = radius();
+    const float s = zoom();
+    const float r = static_cast<float>(brush->size) * s * 0.5f;
     const float x = absX, y = centered ? absY : absY - r;
-    glPushAttrib(GL_COLOR_BUFFER_BIT | GL_ENABLE_BIT | GL_CURRENT_BIT);
-    glDisable(GL_TEXTURE_2D);
-    glDisable(GL_CULL_FACE);
-    glEnable(GL_BLEND);
-    glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
-    // The round dab: solid to the hardness radius, fading to nothing at the rim.
-    const float rgb[3] = {color ? color[0] : 0.0f, color ? color[1] : 0.0f, color ? color[2] : 0.0f};
-    const float alpha = brush->opacity * a;
-    const float inner = r * std::fmax(0.0f, std::fmin(1.0f, brush->hardness));
-    constexpr int kSegments = 60;
-    glBegin(GL_TRIANGLE_FAN);
-    glColor4f(rgb[0], rgb[1], rgb[2], alpha);
-    glVertex2f(x, y);
-    for (int i = 0; i <= kSegments; ++i) {
-        const float t = 6.2831855f * static_cast<float>(i) / kSegments;
-        glVertex2f(x + inner * std::cos(t), y + inner * std::sin(t));
-    }
-    glEnd();
-    glBegin(GL_QUAD_STRIP);
-    for (int i = 0; i <= kSegments; ++i) {
-        const float t = 6.2831855f * static_cast<float>(i) / kSegments;
-        glColor4f(rgb[0], rgb[1], rgb[2], alpha);
-        glVertex2f(x + inner * std::cos(t), y + inner * std::sin(t));
-        glColor4f(rgb[0], rgb[1], rgb[2], 0.0f);
-        glVertex2f(x + r * std::cos(t), y + r * std::sin(t));
-    }
-    glEnd();
     if (showOutline) {
+        glPushAttrib(GL_ENABLE_BIT | GL_COLOR_BUFFER_BIT | GL_CURRENT_BIT);
+        glDisable(GL_TEXTURE_2D);
+        glEnable(GL_BLEND);
+        glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
         glColor4f(1, 1, 1, a);
         glBegin(GL_LINE_LOOP);
         for (int i = 0; i < 61; ++i) {
@@ -60,6 +48,19 @@ void BrushPreviewWidget::draw(float opacity_) {
             glVertex2f(x + r * std::cos(t), y + r * std::sin(t));
         }
         glEnd();
+        glPopAttrib();
     }
-    glPopAttrib();
+    // The dab of the brush at full pressure, in the given colour, faded with
+    // the widget and carrying the brush's opacity. Over the interface it
+    // blends as premultiplied colour (one, one minus source alpha), which is
+    // the rule of colour dynamics in the stroke buffer.
+    Brush shown = *brush;
+    shown.flags = (shown.flags & ~uint32_t(kBrushFlagAdditiveStroke)) | kBrushFlagColorDynamics;
+    BrushStrokePoint point({x, y}, s, brush->opacity * a, false, brush->angle);
+    point = point.withColor({color[0], color[1], color[2]});
+    const brush::TipFactors tip =
+        shown.isTextured() && tips ? tips->factors(shown.tipIndex) : brush::TipFactors{};
+    const brush::Dab dab = brush::makeDab(point, shown, tip);
+    static const BrushTipTable kNoTips;
+    stampDabs(shown, {&dab, 1}, tips ? *tips : kNoTips);
 }

@@ -15,6 +15,9 @@
 bool anyPointerButtonDown() { return gInputState.leftButton || gInputState.middleButton || gInputState.rightButton; }
 
 template <typename T> T sliderValueAt(int knobPos, int length, T minValue, T maxValue, bool linear) {
+    // The ends give the ends exactly: exp(log(max)) may fall a hair short,
+    // which an int slider would truncate to max - 1.
+    if (length > 0 && knobPos >= length) return maxValue;
     double v;
     const double pos = knobPos, len = length;
     if (linear) {
