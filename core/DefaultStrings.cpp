@@ -255,6 +255,10 @@ const std::vector<DefaultText>& defaultTexts() {
         {"USED_LIBRARIES_LICENSES_STR", "Used libraries licenses"},
         {"OPENER_MISSING_STR", "unable to open \"%s\":\nno desktop opener (%s) is installed"},
         {"OPENER_FAILED_STR", "no application could open \"%s\""},
+        // Layers panel.
+        {"LAYERS_PANEL_ON_STR", "ON"},
+        {"LAYERS_PANEL_OFF_STR", "OFF"},
+        {"LAYERS_PANEL_AT_MOST_N_STR", "at most %d layers"},
     };
     return table;
 }

@@ -257,5 +257,9 @@ inline constexpr int32_t BRUSH_PROPERTIES_TIP_STR = keys::keyHash("BRUSH_PROPERT
 inline constexpr int32_t USED_LIBRARIES_LICENSES_STR = keys::keyHash("USED_LIBRARIES_LICENSES_STR");
 inline constexpr int32_t OPENER_MISSING_STR = keys::keyHash("OPENER_MISSING_STR");
 inline constexpr int32_t OPENER_FAILED_STR = keys::keyHash("OPENER_FAILED_STR");
+// Layers panel.
+inline constexpr int32_t LAYERS_PANEL_ON_STR = keys::keyHash("LAYERS_PANEL_ON_STR");
+inline constexpr int32_t LAYERS_PANEL_OFF_STR = keys::keyHash("LAYERS_PANEL_OFF_STR");
+inline constexpr int32_t LAYERS_PANEL_AT_MOST_N_STR = keys::keyHash("LAYERS_PANEL_AT_MOST_N_STR");
 
 } // namespace tk
