@@ -230,7 +230,7 @@ TEST_F(LayersPanelTest, PressesInTheGapOrOnTheVisibilityMarkSelectNothing) {
     makeLayers(3);
     const size_t before = gHistory.actionCount();
     click(rowX(), kBase + kThumbH + 5);          // between rows 0 and 1
-    click(kLeft - 6, rowY(0));                     // the visibility mark
+    click(kLeft - 4, rowY(0));                     // the visibility mark (inside the list)
     click(kLeft + kThumbW + 2, rowY(0));           // right of the thumbnail
     click(rowX(), kBase - 2);                     // below the first row
     EXPECT_EQ(gHistory.actionCount(), before);
