@@ -1,5 +1,7 @@
 #include "canvas/LayerThumbnails.h"
 
+#include <algorithm>
+#include <cmath>
 #include <set>
 
 #include "canvas/Canvas.h"
@@ -52,7 +54,8 @@ ShaderProgram& boxFilterProgram() {
 
 } // namespace
 
-bool LayerThumbnails::render(Entry& entry, GLuint source, int sourceWidth, int sourceHeight) {
+bool LayerThumbnails::render(Entry& entry, GLuint source, int sourceWidth, int sourceHeight,
+                             const PixelRegion* changes) {
     ShaderProgram& program = boxFilterProgram();
     if (!program.compiled || !entry.target.complete) return false;
     const int w = entry.target.width, h = entry.target.height;
@@ -85,7 +88,25 @@ bool LayerThumbnails::render(Entry& entry, GLuint source, int sourceWidth, int s
     program.setVec2("footprint", static_cast<float>(sourceWidth) / static_cast<float>(w),
                     static_cast<float>(sourceHeight) / static_cast<float>(h));
     pushOrtho(static_cast<float>(w), static_cast<float>(h));
-    drawQuad(0.0f, 0.0f, static_cast<float>(w), static_cast<float>(h));
+    if (!changes) {
+        drawQuad(0.0f, 0.0f, static_cast<float>(w), static_cast<float>(h));
+        pixelsDrawn += static_cast<uint64_t>(w) * static_cast<uint64_t>(h);
+    } else {
+        // Each changed rectangle of the canvas, widened to the thumbnail
+        // pixels that cover any part of it.
+        const double fx = static_cast<double>(sourceWidth) / w, fy = static_cast<double>(sourceHeight) / h;
+        glEnable(GL_SCISSOR_TEST);
+        for (const PixelRect& r : changes->rects()) {
+            const int x0 = std::clamp(static_cast<int>(std::floor(r.x / fx)), 0, w);
+            const int x1 = std::clamp(static_cast<int>(std::ceil(r.right() / fx)), 0, w);
+            const int y0 = std::clamp(static_cast<int>(std::floor(r.y / fy)), 0, h);
+            const int y1 = std::clamp(static_cast<int>(std::ceil(r.top() / fy)), 0, h);
+            if (x1 <= x0 || y1 <= y0) continue;
+            glScissor(x0, y0, x1 - x0, y1 - y0);
+            drawQuad(0.0f, 0.0f, static_cast<float>(w), static_cast<float>(h));
+            pixelsDrawn += static_cast<uint64_t>(x1 - x0) * static_cast<uint64_t>(y1 - y0);
+        }
+    }
     popOrtho();
 
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, minFilter);
@@ -121,12 +142,19 @@ GLuint LayerThumbnails::texture(Canvas& canvas, const MultiLayeredImage& layers,
         glBindFramebuffer(GL_READ_FRAMEBUFFER, static_cast<GLuint>(previousRead));
     }
     if (!entry.target.complete) return 0;
+    // Where the current surface changed since the last look (taken at every
+    // look, so it always counts from the thumbnail's last update).
+    PixelRegion changes;
+    if (current) changes = canvas.takeThumbnailChanges();
     // Equal revisions mean equal pixels, whichever texture holds them: a layer
     // that stops being current keeps the thumbnail made from the surface.
     if (!entry.made || entry.revision != revision || revision == 0) {
-        entry.made = render(entry, source, canvas.width, canvas.height);
+        const bool partial = current && entry.made && entry.fromSurface && revision != 0 && !changes.empty() &&
+                             !changes.full() && changes.width() == canvas.width && changes.height() == canvas.height;
+        entry.made = render(entry, source, canvas.width, canvas.height, partial ? &changes : nullptr);
         entry.revision = revision;
     }
+    entry.fromSurface = current && entry.made;
     return entry.made ? entry.target.textureId : 0;
 }
 

@@ -8,8 +8,11 @@
 // changed: a layer's texture and the current surface carry content revisions
 // (nextContentRevision), and a thumbnail remembers the revision it was made
 // from. A frame of an unchanged panel therefore reads no layer at all; the
-// current layer, drawn from the current surface, is made again after each
-// write of the surface (a merged stroke, a fill), so strokes show as they land.
+// current layer, drawn from the current surface, is drawn again after each
+// write of the surface (a merged stroke, a fill), so strokes show as they land,
+// and only over the thumbnail pixels that cover the canvas tiles written since
+// (Canvas::takeThumbnailChanges): an erase stroke, merged at every frame,
+// costs its own area and not the layer's.
 //
 // Thumbnails are keyed by Layer::id; entries of layers that are gone are
 // freed by prune(). GL thread only.
@@ -19,6 +22,7 @@
 #include <map>
 
 #include "canvas/Framebuffer.h"
+#include "core/PixelRegion.h"
 
 class Canvas;
 class MultiLayeredImage;
@@ -39,15 +43,21 @@ public:
     // How many thumbnails were drawn from layer pixels so far (for tests and
     // the bench: an unchanged frame adds none).
     uint64_t renders = 0;
+    // Thumbnail pixels drawn so far (a partial update draws fewer than all).
+    uint64_t pixelsDrawn = 0;
 
 private:
     struct Entry {
         Framebuffer target;
         uint64_t revision = 0; // content revision it shows
         bool made = false;
+        // Made from the current surface, whose changes since then the canvas
+        // has kept: a partial update is enough.
+        bool fromSurface = false;
     };
-    // Draws `source` (sourceWidth x sourceHeight) box-filtered into the entry.
-    bool render(Entry& entry, GLuint source, int sourceWidth, int sourceHeight);
+    // Draws `source` (sourceWidth x sourceHeight) box-filtered into the entry;
+    // with `changes`, only over the thumbnail pixels that cover them.
+    bool render(Entry& entry, GLuint source, int sourceWidth, int sourceHeight, const PixelRegion* changes);
 
     std::map<int32_t, Entry> entries_; // by layer id
 };

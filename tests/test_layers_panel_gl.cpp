@@ -531,9 +531,21 @@ TEST_F(LayersPanelTest, AStrokeOnTheCurrentLayerShowsInItsThumbnail) {
     gCanvas.endStroke();
     gCanvas.strokeFrame(false);
     setDabSink(nullptr);
+    const uint64_t pixelsBefore = gLayerThumbnails.pixelsDrawn;
     drawFrame();
     EXPECT_EQ(gLayerThumbnails.renders, before + 1);
+    // Only the thumbnail rows over the stroke's 64-pixel tiles were drawn
+    // again (canvas rows 128 to 191: thumbnail rows 17 to 25)...
+    const uint64_t drawn = gLayerThumbnails.pixelsDrawn - pixelsBefore;
+    EXPECT_GT(drawn, 0u);
+    EXPECT_LE(drawn, static_cast<uint64_t>(kThumbW) * 9);
     const std::vector<uint8_t> painted = readTexture(texture, kThumbW, kThumbH);
+    // ...and the whole thumbnail is the mean of the layer as it is now.
+    const std::vector<double> want = boxAverage(readTexture(gCanvas.currentLayerSurface().textureId, kW, kH), kW, kH,
+                                                kThumbW, kThumbH);
+    int off = 0;
+    for (size_t i = 0; i < painted.size(); ++i) off += std::abs(painted[i] - want[i]) > 1.0;
+    EXPECT_EQ(off, 0);
     // The middle row of the thumbnail is red now, the top row still clear.
     const uint8_t* mid = &painted[(static_cast<size_t>(kThumbH / 2) * kThumbW + kThumbW / 2) * 4];
     EXPECT_GT(mid[0], 200);
