@@ -526,8 +526,9 @@ TEST_F(LayersPanelTest, AStrokeOnTheCurrentLayerShowsInItsThumbnail) {
     gCanvas.brush.size = 30;
     gCanvas.brush.opacity = 1.0f;
     gCanvas.setColor({1, 0, 0});
-    gCanvas.beginStroke(50, 150);
-    for (int x = 60; x <= 350; x += 10) gCanvas.continueStroke(static_cast<float>(x), 150);
+    // Up to the top of a 64-pixel tile row (y 160 to 190 of 128 to 191).
+    gCanvas.beginStroke(50, 175);
+    for (int x = 60; x <= 350; x += 10) gCanvas.continueStroke(static_cast<float>(x), 175);
     gCanvas.endStroke();
     gCanvas.strokeFrame(false);
     setDabSink(nullptr);
@@ -535,10 +536,11 @@ TEST_F(LayersPanelTest, AStrokeOnTheCurrentLayerShowsInItsThumbnail) {
     drawFrame();
     EXPECT_EQ(gLayerThumbnails.renders, before + 1);
     // Only the thumbnail rows over the stroke's 64-pixel tiles were drawn
-    // again (canvas rows 128 to 191: thumbnail rows 17 to 25)...
+    // again: its dabs and their margin reach into two tile rows, canvas rows
+    // 128 to 255, thumbnail rows 17 to 34: 18 of 40...
     const uint64_t drawn = gLayerThumbnails.pixelsDrawn - pixelsBefore;
     EXPECT_GT(drawn, 0u);
-    EXPECT_LE(drawn, static_cast<uint64_t>(kThumbW) * 9);
+    EXPECT_LE(drawn, static_cast<uint64_t>(kThumbW) * 18);
     const std::vector<uint8_t> painted = readTexture(texture, kThumbW, kThumbH);
     // ...and the whole thumbnail is the mean of the layer as it is now.
     const std::vector<double> want = boxAverage(readTexture(gCanvas.currentLayerSurface().textureId, kW, kH), kW, kH,
@@ -546,11 +548,11 @@ TEST_F(LayersPanelTest, AStrokeOnTheCurrentLayerShowsInItsThumbnail) {
     int off = 0;
     for (size_t i = 0; i < painted.size(); ++i) off += std::abs(painted[i] - want[i]) > 1.0;
     EXPECT_EQ(off, 0);
-    // The middle row of the thumbnail is red now, the top row still clear.
-    const uint8_t* mid = &painted[(static_cast<size_t>(kThumbH / 2) * kThumbW + kThumbW / 2) * 4];
+    // Thumbnail row 23 (canvas rows 172.5 to 180) is red now, the top row still clear.
+    const uint8_t* mid = &painted[(static_cast<size_t>(23) * kThumbW + kThumbW / 2) * 4];
     EXPECT_GT(mid[0], 200);
     EXPECT_GT(mid[3], 200);
-    EXPECT_EQ(empty[(static_cast<size_t>(kThumbH / 2) * kThumbW + kThumbW / 2) * 4 + 3], 0);
+    EXPECT_EQ(empty[(static_cast<size_t>(23) * kThumbW + kThumbW / 2) * 4 + 3], 0);
     EXPECT_EQ(painted[(static_cast<size_t>(kThumbH - 1) * kThumbW + kThumbW / 2) * 4 + 3], 0);
     // The layer below did not change: its thumbnail was not made again.
     drawFrame();
