@@ -558,3 +558,33 @@ TEST_F(LayersPanelTest, AStrokeOnTheCurrentLayerShowsInItsThumbnail) {
     drawFrame();
     EXPECT_EQ(gLayerThumbnails.renders, before + 1);
 }
+
+// Strokes of many sizes at many places, each followed by a frame: the
+// thumbnail, updated in part each time, stays the mean of the whole layer.
+TEST_F(LayersPanelTest, PartialUpdatesKeepTheWholeThumbnailExact) {
+    makeLayers(2);
+    drawFrame();
+    const GLuint texture = gLayerThumbnails.texture(gCanvas, gLayers, 1, kThumbW, kThumbH);
+    setDabSink(&gCanvas);
+    gCanvas.brush.opacity = 1.0f;
+    const uint64_t pixelsBefore = gLayerThumbnails.pixelsDrawn;
+    for (int i = 0; i < 16; ++i) {
+        gCanvas.brush.size = 4 + (i * 7) % 40;
+        gCanvas.setColor({(i % 3) / 2.0f, (i % 5) / 4.0f, (i % 2) * 1.0f});
+        const float x0 = static_cast<float>((i * 97) % (kW - 60)), y0 = static_cast<float>((i * 61) % kH);
+        gCanvas.beginStroke(x0, y0);
+        for (int k = 1; k <= 6; ++k) gCanvas.continueStroke(x0 + 9.0f * k, y0 + ((i % 2) ? 4.0f : -4.0f) * k);
+        gCanvas.endStroke();
+        gCanvas.strokeFrame(false);
+        drawFrame();
+        const std::vector<uint8_t> got = readTexture(texture, kThumbW, kThumbH);
+        const std::vector<double> want =
+            boxAverage(readTexture(gCanvas.currentLayerSurface().textureId, kW, kH), kW, kH, kThumbW, kThumbH);
+        int off = 0;
+        for (size_t p = 0; p < got.size(); ++p) off += std::abs(got[p] - want[p]) > 1.0;
+        EXPECT_EQ(off, 0) << "after stroke " << i;
+    }
+    setDabSink(nullptr);
+    // Far fewer pixels than 16 whole thumbnails.
+    EXPECT_LT(gLayerThumbnails.pixelsDrawn - pixelsBefore, 16u * kThumbW * kThumbH / 2);
+}
