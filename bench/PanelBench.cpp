@@ -8,6 +8,9 @@
 #include <vector>
 
 #include "bench/BenchSupport.h"
+#include "brush/Brush.h"
+#include "brush/Dab.h"
+#include "brush/StrokePoint.h"
 #include "canvas/Canvas.h"
 #include "canvas/GlPixels.h"
 #include "canvas/LayerThumbnails.h"
@@ -110,6 +113,28 @@ void runLayersPanel(int side, int count, int frames) {
         frame();
     });
     figure(name + ".frame_after_current_layer_write", afterWriteMs, "ms");
+    // A stroke of 200 pixels merged into the current layer: the thumbnail is
+    // drawn again over the tiles the merge wrote.
+    Brush brush;
+    brush.size = 200;
+    const BrushStrokePoint point({side * 0.5f, side * 0.5f}, 1.0f, 1.0f, false, 0.0f);
+    const std::vector<brush::Dab> dabs{brush::makeDab(point, brush, {})};
+    const uint64_t pixelsBefore = gLayerThumbnails.pixelsDrawn;
+    const double strokeMs = bestMs(3, [&] {
+        canvas.prepareStroke(brush, {side * 0.5f, side * 0.5f});
+        canvas.renderDabs(brush, dabs);
+        canvas.compositeStroke(brush, {0.2f, 0.4f, 0.6f});
+    });
+    const double strokeAndFrameMs = bestMs(3, [&] {
+        canvas.prepareStroke(brush, {side * 0.5f, side * 0.5f});
+        canvas.renderDabs(brush, dabs);
+        canvas.compositeStroke(brush, {0.2f, 0.4f, 0.6f});
+        frame();
+    });
+    figure(name + ".stroke200_merge", strokeMs, "ms");
+    figure(name + ".stroke200_merge_and_frame", strokeAndFrameMs, "ms");
+    figure(name + ".stroke200.thumbnail_pixels_drawn",
+           static_cast<double>(gLayerThumbnails.pixelsDrawn - pixelsBefore) / 3.0, "count");
     // What a frame that read every layer back would pay, per layer.
     const double readbackMs = bestMs(1, [&] { (void)readTexture(layers.at(0).textureId, side, side); });
     figure(name + ".readback_one_layer", readbackMs, "ms");
