@@ -50,6 +50,11 @@ protected:
         gCanvas.clearCurrentSurface(0, 0, 0, 0);
         gHistory.resetForNewPicture(kW, kH);
         gApp->lastMessage.clear();
+        // Strokes here start from the default brush, whatever earlier tests left.
+        resetPenState();
+        gInputState.reset();
+        gCanvas.clearSelection();
+        gCanvas.brush = Brush{};
         panel = std::make_shared<LayersWidget>(&gLayers, &gCanvas);
         tick();
     }
@@ -265,6 +270,11 @@ TEST_F(LayersPanelTest, ButtonsMakeOneActionEach) {
     ASSERT_EQ(gHistory.actionCount(), 1u);
     EXPECT_EQ(last()->type(), NewLayerAction::kTypeCode);
     EXPECT_EQ(gApp->lastMessage, "new layer");
+    undo();
+    EXPECT_EQ(gLayers.count(), 1);
+    redo();
+    EXPECT_EQ(gLayers.count(), 2);
+    EXPECT_EQ(gLayers.current, 1);
 
     click(10, 6); // "_": the top layer over the bottom one
     EXPECT_EQ(gLayers.count(), 1);
@@ -355,6 +365,8 @@ TEST_F(LayersPanelTest, DoubleClickTogglesTheVisibilityOfTheLayerPressed) {
     EXPECT_EQ(gApp->lastMessage, "layer 0 visibility ON");
     undo();
     EXPECT_FALSE(gLayers.at(0).visible);
+    redo();
+    EXPECT_TRUE(gLayers.at(0).visible);
 }
 
 TEST_F(LayersPanelTest, DragTheBottomLayerToTheTop) {
