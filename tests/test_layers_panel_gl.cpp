@@ -32,6 +32,7 @@
 #include "history/History.h"
 #include "history/LayerListAction.h"
 #include "history/LayerPropertyAction.h"
+#include "io/BinaryStream.h"
 #include "support/GlTestContext.h"
 #include "test_command_support.h"
 #include "ui/LayersPanel.h"
@@ -122,6 +123,13 @@ protected:
     TempSettingsFolder folder;
     std::shared_ptr<LayersWidget> panel;
 };
+
+// The stored body of an action: its recorded fields, as the process file keeps them.
+std::vector<uint8_t> bodyOf(const HistoryAction& action) {
+    io::BinaryWriter out;
+    action.write(out);
+    return out.bytes();
+}
 
 ImageButton* buttonLabelled(LayersWidget& panel, const std::string& label) {
     for (const auto& [key, child] : panel.children)
@@ -331,6 +339,7 @@ TEST_F(LayersPanelTest, OneOpacityDragLeavesOneAction) {
     panel->onMouseButton(0, 1, x0 + slider.trackLength() / 2, y, false);
     ASSERT_EQ(gHistory.actionCount(), before + 1);
     ASSERT_EQ(last()->type(), LayerOpacityChangeAction::kTypeCode);
+    EXPECT_EQ(bodyOf(*last()), std::vector<uint8_t>({static_cast<uint8_t>(slider.value), 0, 0, 0}));
     EXPECT_EQ(gLayers.currentLayer().opacity, slider.value);
     EXPECT_LT(slider.value, 60);
     EXPECT_GT(slider.value, 40);
@@ -378,7 +387,8 @@ TEST_F(LayersPanelTest, DragTheBottomLayerToTheTop) {
     release(rowX(), rowY(2) + 40);
     EXPECT_EQ(ids(), std::vector<int>({1, 2, 0}));
     EXPECT_EQ(gLayers.current, 2);
-    EXPECT_EQ(last()->type(), LayerMoveAction::kTypeCode);
+    ASSERT_EQ(last()->type(), LayerMoveAction::kTypeCode);
+    EXPECT_EQ(bodyOf(*last()), std::vector<uint8_t>({3, 0, 0, 0})); // to position 3: on top
     EXPECT_EQ(list().dragIndex(), -1);
     EXPECT_EQ(list().dropIndex, -1);
     undo();
