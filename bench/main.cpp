@@ -1,7 +1,7 @@
 // kestrelwing-bench: speed and memory figures as "NAME value unit" lines;
 // where a peer exists its figure and our/peer ratio follow, measured in the
 // same run. `--quick` runs small sizes only, to check that it works;
-// `--only files` (or dabs, undo, replay, image, video, fill) runs one group; files leaves out
+// `--only files` (or dabs, undo, replay, image, video, fill, panel) runs one group; files leaves out
 // the batch replay of the generated process.
 #include <cstdio>
 #include <cstring>
@@ -14,6 +14,7 @@
 #include "bench/FloodBench.h"
 #include "bench/HistoryBench.h"
 #include "bench/ImageBench.h"
+#include "bench/PanelBench.h"
 #include "bench/VideoBench.h"
 
 int main(int argc, char** argv) {
@@ -60,6 +61,8 @@ int main(int argc, char** argv) {
     if (group("image")) bench::runImageOpen(quick ? 1024 : 6000, quick ? 768 : 4000);
     bench::resetPeakResident();
     if (group("video")) bench::runVideoExport(quick ? 100 : 1000);
+    bench::resetPeakResident();
+    if (group("panel")) bench::runLayersPanel(quick ? 512 : 4096, 20, quick ? 5 : 50);
 
     return 0;
 }

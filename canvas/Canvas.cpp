@@ -96,6 +96,8 @@ void Canvas::resize(int newWidth, int newHeight, MultiLayeredImage& layers) {
     strokeFine_.reset(width, height, kFineTileSide);
     surfaceChanges_.reset(width, height);
     surfaceChanges_.addAll();
+    thumbnailChanges_.reset(width, height);
+    thumbnailChanges_.addAll();
     staleRegion_.addAll();
     straightColour_.addAll();
     strokeUsed_.addAll();
@@ -174,6 +176,7 @@ void Canvas::endSurfacePass(const PixelRegion& change) {
     staleRegion_ = passRegion(change);
     straightColour_.add(staleRegion_);  // unknown content: assume the worst
     surfaceChanges_.addCovering(staleRegion_);
+    thumbnailChanges_.addCovering(staleRegion_);
     surfaceRevision_ = nextContentRevision();
 }
 
@@ -181,7 +184,14 @@ void Canvas::currentSurfaceChanged(const PixelRegion& where) {
     staleRegion_.add(passRegion(where));
     straightColour_.add(passRegion(where));
     surfaceChanges_.addCovering(passRegion(where));
+    thumbnailChanges_.addCovering(passRegion(where));
     surfaceRevision_ = nextContentRevision();
+}
+
+PixelRegion Canvas::takeThumbnailChanges() {
+    PixelRegion changes = thumbnailChanges_;
+    thumbnailChanges_.clear();
+    return changes;
 }
 
 PixelRegion Canvas::takeSurfaceChanges() {

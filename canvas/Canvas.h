@@ -122,6 +122,9 @@ public:
     // call (the whole canvas after a resize), and forget it: the video
     // export composes and reads back only there.
     PixelRegion takeSurfaceChanges();
+    // The same for the layers panel's thumbnail of the current layer, which
+    // draws again only where the surface changed.
+    PixelRegion takeThumbnailChanges();
     // Where the stroke buffer in use may hold dabs.
     const PixelRegion& strokeBufferRegion() const { return selectionActive ? rawStrokeUsed_ : strokeUsed_; }
 
@@ -217,6 +220,7 @@ private:
 
     PixelRegion staleRegion_;        // other layer surface != current one
     PixelRegion surfaceChanges_;     // current surface written since takeSurfaceChanges
+    PixelRegion thumbnailChanges_;   // the same since takeThumbnailChanges
     PixelRegion strokeUsed_;         // strokeBuffer may be non-zero here
     PixelRegion strokeFine_;         // the same in 16-pixel tiles: what the merge draws
     PixelRegion rawStrokeUsed_;      // rawStrokeBuffer likewise

@@ -8,6 +8,7 @@
 
 #include "canvas/Canvas.h"
 #include "canvas/GlPixels.h"
+#include "canvas/LayerThumbnails.h"
 #include "canvas/MultiLayeredImage.h"
 #include "canvas/Shaders.h"
 #include "canvas/StrokeRenderer.h"
@@ -80,6 +81,8 @@ void Painter::selectTool(int index) {
 }
 
 void Painter::canvasCreated(int width, int height) {
+    // The layers panel's thumbnails show the old picture at the old size.
+    gLayerThumbnails.canvasCreated();
     for (auto& tool : tools) tool->reset();
     for (auto& tool : tools) tool->onCanvasCreated(width, height);
 }

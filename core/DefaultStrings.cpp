@@ -288,6 +288,10 @@ const std::vector<DefaultText>& defaultTexts() {
         {"BRUSHDLG_PRESET_NAME_STR", "Preset name"},
         {"BRUSHDLG_NO_PRESET_SELECTED_STR", "No preset is selected"},
         {"BRUSHDLG_CONFIRM_PRESET_DELETION_STR", "Confirm deletion of preset\n'%s'?"},
+        // Layers panel.
+        {"LAYERS_PANEL_ON_STR", "ON"},
+        {"LAYERS_PANEL_OFF_STR", "OFF"},
+        {"LAYERS_PANEL_AT_MOST_N_STR", "at most %d layers"},
     };
     return table;
 }

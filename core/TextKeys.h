@@ -267,6 +267,10 @@ inline constexpr int32_t MIRROR_REPETITIONS_STR = keys::keyHash("MIRROR_REPETITI
 inline constexpr int32_t MIRROR_MIRRORED_STR = keys::keyHash("MIRROR_MIRRORED_STR");
 inline constexpr int32_t MIRROR_MOVE_ORIGIN_STR = keys::keyHash("MIRROR_MOVE_ORIGIN_STR");
 inline constexpr int32_t MIRROR_EXIT_HINT_STR = keys::keyHash("MIRROR_EXIT_HINT_STR");
+// Layers panel.
+inline constexpr int32_t LAYERS_PANEL_ON_STR = keys::keyHash("LAYERS_PANEL_ON_STR");
+inline constexpr int32_t LAYERS_PANEL_OFF_STR = keys::keyHash("LAYERS_PANEL_OFF_STR");
+inline constexpr int32_t LAYERS_PANEL_AT_MOST_N_STR = keys::keyHash("LAYERS_PANEL_AT_MOST_N_STR");
 
 // Brush properties dialog.
 inline constexpr int32_t BRUSHDLG_TAB_SIZE_STR = keys::keyHash("BRUSHDLG_TAB_SIZE_STR"); // size

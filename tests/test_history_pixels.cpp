@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <malloc.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <memory>
@@ -332,6 +333,55 @@ TEST_F(HistoryPixels, TwoCanvasFlipsGiveTheFirstPicture) {
     doc.history.replayIfPending();
     EXPECT_TRUE(doc.canvas.pictureMirrored);
     EXPECT_EQ(doc.picture().pixels, flipped.pixels);
+}
+
+// No action records a blend mode: a multiply layer comes with a loaded
+// picture, whose snapshots hold it. An undo must give each layer back the mode
+// it had at that step, also when the layers were moved or deleted after the
+// snapshot (a restore then rebuilds records in the snapshot's order), and
+// across both snapshot slots.
+TEST_F(HistoryPixels, UndoNeverChangesHowALayerBlends) {
+    Document doc(64, 48);
+    setDabSink(&doc.canvas);
+    doc.perform(std::make_unique<RectAction>(doc.canvas, std::array<int32_t, 4>{0, 0, 64, 48},
+                                             std::array<uint8_t, 4>{40, 200, 120, 255}));
+    doc.perform(std::make_unique<NewLayerAction>(doc.canvas, doc.layers));
+    doc.perform(std::make_unique<RectAction>(doc.canvas, std::array<int32_t, 4>{8, 4, 40, 30},
+                                             std::array<uint8_t, 4>{150, 60, 30, 200}));
+    doc.perform(std::make_unique<NewLayerAction>(doc.canvas, doc.layers));
+    doc.perform(std::make_unique<RectAction>(doc.canvas, std::array<int32_t, 4>{20, 10, 30, 30},
+                                             std::array<uint8_t, 4>{0, 0, 90, 120}));
+    doc.layers.at(1).blendMode = 1; // as a loaded multiply layer
+    doc.history.settleAfterLoad();
+
+    auto modes = [&doc] {
+        std::vector<int> out;
+        for (const Layer& l : doc.layers.layers) out.push_back(l.blendMode);
+        return out;
+    };
+    std::vector<std::vector<uint8_t>> pictures{doc.picture().pixels};
+    std::vector<std::vector<int>> blendModes{modes()};
+    std::mt19937 rng(11);
+    // Strokes on the multiply layer, a move of it to the bottom and back up,
+    // a delete: more than one snapshot interval.
+    for (int step = 0; step < 40; ++step) {
+        if (step == 0) doc.perform(std::make_unique<LayerChangeAction>(doc.canvas, doc.layers, 1));
+        else if (step == 8) doc.perform(std::make_unique<LayerMoveAction>(doc.canvas, doc.layers, 0));
+        else if (step == 20) doc.perform(std::make_unique<LayerMoveAction>(doc.canvas, doc.layers, 2));
+        else if (step == 33) doc.perform(std::make_unique<LayerChangeAction>(doc.canvas, doc.layers, 2));
+        else if (step == 34) doc.perform(std::make_unique<DeleteLayerAction>(doc.canvas, doc.layers));
+        else doc.perform(randomStroke(doc.canvas, rng));
+        pictures.push_back(doc.picture().pixels);
+        blendModes.push_back(modes());
+    }
+    ASSERT_EQ(std::count(blendModes.back().begin(), blendModes.back().end(), 1), 1);
+    for (int k = 1; k <= History::kMaxUndoDepth; ++k) {
+        ASSERT_TRUE(doc.history.undo()) << k;
+        doc.history.replayIfPending();
+        const size_t at = pictures.size() - 1 - static_cast<size_t>(k);
+        EXPECT_EQ(modes(), blendModes[at]) << "after " << k << " undos";
+        EXPECT_TRUE(doc.picture().pixels == pictures[at]) << "after " << k << " undos";
+    }
 }
 
 TEST_F(HistoryPixels, SnapshotMemoryStaysAtTwoSlotsAndAutosaveCopiesSurvive) {

@@ -22,6 +22,7 @@
 #include "tools/ToolPanel.h"
 #include "ui/BrushPreview.h"
 #include "ui/FileFlows.h"
+#include "ui/LayersPanel.h"
 #include "ui/NotificationWidget.h"
 #include "ui/ReferenceView.h"
 #include "ui/ReplayPrompt.h"
@@ -324,9 +325,14 @@ void buildInterface(bool withReferenceView) {
     gBottomGroup->add(makeSlider<float>(300, 100, "Opacity", 0.1f, 1.0f, &gCanvas.brush.opacity));
     gBottomGroup->add(makeSlider<float>(450, 100, "Hardness", 0.0f, 1.0f, &gCanvas.brush.hardness));
 
-    // 9.-11. The colour selector, the colour boxes and the layers panel of the
-    // right column (and the HUD's colour selector) are not part of the
-    // interface yet: their slots stay empty.
+    // 9.-10. The colour selector and the colour boxes of the right column (and
+    // the HUD's colour selector) are not part of the interface yet: their
+    // slots stay empty.
+
+    // 11. The layers panel at the foot of the right column.
+    auto layersPanel = std::make_shared<LayersWidget>(&gLayers, &gCanvas);
+    gRightGroup->add(layersPanel);
+    gLayoutManager.place(0, 4, 2, 5, 10, 55, layersPanel);
 
     // 12.-13. The tool bar.
     createToolBar();

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <string>
@@ -30,8 +31,12 @@ TEST(WindowE2E, BlankCanvasOverCheckerboardWithDrawnCursor) {
     // Pointer in the grey surround, so the white arrow stands out; below the
     // tool bar (which reaches 545 pixels down) and left of the brush sliders.
     const int px = left / 2 - 5, py = 600;
-    // The canvas right of the tool bar and its shadow.
+    // The canvas right of the tool bar and its shadow, and left of the layers
+    // panel (80 wide, 10 in from the right-most fifth's right edge:
+    // int(4 * 204.8) + int(204.8 - 80) - 10 = 933), which covers the canvas's
+    // right edge from 345 to 645 pixels down.
     const int canvasX0 = 110;
+    const int canvasX1 = std::min(left + canvasWidth - 20, 933 - 2);
     app.moveMouse(px, py);
     app.waitFrames(10);
     Screenshot start = app.screenshot();
@@ -39,7 +44,7 @@ TEST(WindowE2E, BlankCanvasOverCheckerboardWithDrawnCursor) {
     ASSERT_TRUE(start.savePng(artefactPath("window_start_canvas.png")));
     int notFilled = 0;
     for (int y = 100; y < h - 100; y += 7)
-        for (int x = canvasX0; x < left + canvasWidth - 20; x += 7) notFilled += !isGrey(start.at(x, y), 204, 1);
+        for (int x = canvasX0; x < canvasX1; x += 7) notFilled += !isGrey(start.at(x, y), 204, 1);
     EXPECT_EQ(notFilled, 0) << "the start picture is 0.8 grey";
 
     // New image, same size, "Transparent background" (the third stop), OK (the fifth).
@@ -66,7 +71,7 @@ TEST(WindowE2E, BlankCanvasOverCheckerboardWithDrawnCursor) {
     // row alternates every 10 window pixels.
     int light = 0, dark = 0, other = 0;
     for (int y = 100; y < h - 100; y += 7)
-        for (int x = canvasX0; x < left + canvasWidth - 20; x += 7) {
+        for (int x = canvasX0; x < canvasX1; x += 7) {
             const uint8_t* p = shot.at(x, y);
             if (isGrey(p, 255, 1)) ++light;
             else if (isGrey(p, 204, 1)) ++dark;
@@ -111,12 +116,12 @@ TEST(WindowE2E, BlankCanvasOverCheckerboardWithDrawnCursor) {
     }
     EXPECT_EQ(elsewhere, 0);
 
-    // The outline follows the pointer.
-    const int qx = w - left / 2 + 5;
-    app.moveMouse(qx, py);
+    // The outline follows the pointer (to the right surround, above the layers panel).
+    const int qx = w - left / 2 + 5, qy = 300;
+    app.moveMouse(qx, qy);
     app.waitFrames(10);
     Screenshot moved = app.screenshot();
-    EXPECT_TRUE(inverted(moved.at(qx + 3, py)) || inverted(moved.at(qx + 4, py)));
+    EXPECT_TRUE(inverted(moved.at(qx + 3, qy)) || inverted(moved.at(qx + 4, qy)));
     EXPECT_FALSE(inverted(moved.at(px + 3, py)) || inverted(moved.at(px + 4, py)));
 }
 
