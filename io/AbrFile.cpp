@@ -254,8 +254,9 @@ void decodeOldForm(Reader& in, const std::string& stem, Decoded& d) {
     d.complete = true;
 }
 
-// The "samp" resource block, or an empty span when the blocks lead nowhere.
-std::span<const uint8_t> findSamples(std::span<const uint8_t> bytes, Reader& in, std::string& problem) {
+// The "samp" resource block; false (problem set) when the blocks lead nowhere.
+bool findSamples(std::span<const uint8_t> bytes, Reader& in, std::span<const uint8_t>& section,
+                 std::string& problem) {
     while (in.remaining() >= 12) {
         const std::span<const uint8_t> signature = in.take(4);
         if (std::memcmp(signature.data(), "8BIM", 4) != 0) break;
@@ -264,21 +265,24 @@ std::span<const uint8_t> findSamples(std::span<const uint8_t> bytes, Reader& in,
         if (length > in.remaining()) {
             problem = "resource block of " + std::to_string(length) + " bytes, " + std::to_string(in.remaining()) +
                       " left";
-            return {};
+            return false;
         }
         const std::size_t start = in.pos();
         in.skip(length);
-        if (std::memcmp(key.data(), "samp", 4) == 0) return bytes.subspan(start, length);
+        if (std::memcmp(key.data(), "samp", 4) == 0) {
+            section = bytes.subspan(start, length);
+            return true;
+        }
     }
     problem = "no sample block";
-    return {};
+    return false;
 }
 
 uint64_t roundedLength(Reader& in) { return (static_cast<uint64_t>(in.u32()) + 3) & ~uint64_t(3); }
 
 void decodeNewForm(std::span<const uint8_t> bytes, Reader& in, const std::string& stem, Decoded& d) {
-    const std::span<const uint8_t> section = findSamples(bytes, in, d.problem);
-    if (section.empty()) return;
+    std::span<const uint8_t> section;
+    if (!findSamples(bytes, in, section, d.problem)) return;
     // First pass: the samples that lie whole within the block.
     std::size_t count = 0;
     bool overrun = false;

@@ -161,6 +161,20 @@ TEST(AbrFile, OtherVersionsAreRejected) {
     EXPECT_FALSE(abr::decode(Bytes{}, "x").supported);
 }
 
+TEST(AbrFile, EmptySampleBlockIsACompleteSetOfNoBrushes) {
+    // Found by the fuzzer: an empty "samp" block was taken for a missing one.
+    const abr::Decoded d = abr::decode(abrbytes::newForm(1, {}), "e");
+    EXPECT_TRUE(d.supported);
+    EXPECT_TRUE(d.complete) << d.problem;
+    EXPECT_TRUE(d.brushes.empty());
+    // A missing one is damage, with a reason.
+    Bytes none = abrbytes::newForm(1, {});
+    none[4] = 'X';
+    const abr::Decoded m = abr::decode(none, "e");
+    EXPECT_FALSE(m.complete);
+    EXPECT_FALSE(m.problem.empty());
+}
+
 TEST(AbrFile, BrushesTooTallOrEmptyAreSkipped) {
     Sample tall;
     tall.top = 0;
