@@ -306,7 +306,25 @@ TEST(BrushPresets, NoUserFileGivesTheFactoryListAndWritesIt) {
     BrushPresetManager m;
     m.load(user, factory, tips.table);
     ASSERT_EQ(m.presets.size(), 2u);
-    EXPECT_TRUE(fs::exists(user));
+    // The file written holds the factory brushes as they were read.
+    const presets::FileContent back = presets::readFile(user, tips.table);
+    ASSERT_TRUE(back.intact) << back.problem;
+    ASSERT_EQ(back.presets.size(), 2u);
+    EXPECT_EQ(back.presets[0].brush, factoryPencil());
+    EXPECT_EQ(back.presets[1].brush, factoryChalk());
+}
+
+TEST(BrushPresets, NamesThatAreNotUtf8AreWrittenSoTheFileStaysReadable) {
+    Tips tips;
+    TempDir dir;
+    const fs::path user = dir.path() / "brush_presets.xml";
+    BrushPresetManager m;
+    m.presets = {{"caf\xC3 \x01tab", factoryPencil()}};
+    ASSERT_TRUE(m.save(user, tips.table));
+    const presets::FileContent back = presets::readFile(user, tips.table);
+    ASSERT_TRUE(back.intact) << back.problem;
+    ASSERT_EQ(back.presets.size(), 1u);
+    EXPECT_EQ(back.presets[0].name, "caf?  tab"); // the lone byte as "?", the control character as a space
 }
 
 TEST(BrushPresets, PresetWhoseTipIsGoneDisappears) {
