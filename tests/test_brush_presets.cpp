@@ -442,3 +442,15 @@ TEST(BrushPresets, SaveReplacesTheOldFile) {
     ASSERT_EQ(back.presets.size(), 1u);
     EXPECT_EQ(back.presets[0].brush, factoryPencil());
 }
+
+TEST(BrushPresets, FuzzSeedsReadIntact) {
+    Tips tips;
+    std::size_t seeds = 0;
+    for (const fs::directory_entry& e : fs::directory_iterator(fs::path(KW_SOURCE_DIR) / "tests/fuzz/corpus/presets")) {
+        if (e.path().extension() != ".xml") continue;
+        const presets::FileContent c = presets::parseText(readText(e.path()), tips.table);
+        EXPECT_TRUE(c.intact) << e.path() << ": " << c.problem;
+        ++seeds;
+    }
+    EXPECT_GE(seeds, 2u);
+}
