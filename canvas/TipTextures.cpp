@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "brush/BrushTips.h"
+#include "io/AbrFile.h"
 #include "platform/Paths.h"
 
 uint32_t makeTipTexture(int32_t width, int32_t height, const uint8_t* pixels, bool linear) {
@@ -35,6 +36,7 @@ void loadBrushTips(BrushTipTable& tips) {
         GLuint name = texture;
         glDeleteTextures(1, &name);
     };
+    abr::installSetImporter(tips);
     const size_t count = tips.build(platform::dataDir() + "/brushes", platform::userDataDir() + "/brushes");
     if (count <= 1) std::fprintf(stderr, "no brush tips found in %s/brushes\n", platform::dataDir().c_str());
     uploadTipTextures(tips);

@@ -306,7 +306,25 @@ TEST(BrushPresets, NoUserFileGivesTheFactoryListAndWritesIt) {
     BrushPresetManager m;
     m.load(user, factory, tips.table);
     ASSERT_EQ(m.presets.size(), 2u);
-    EXPECT_TRUE(fs::exists(user));
+    // The file written holds the factory brushes as they were read.
+    const presets::FileContent back = presets::readFile(user, tips.table);
+    ASSERT_TRUE(back.intact) << back.problem;
+    ASSERT_EQ(back.presets.size(), 2u);
+    EXPECT_EQ(back.presets[0].brush, factoryPencil());
+    EXPECT_EQ(back.presets[1].brush, factoryChalk());
+}
+
+TEST(BrushPresets, NamesThatAreNotUtf8AreWrittenSoTheFileStaysReadable) {
+    Tips tips;
+    TempDir dir;
+    const fs::path user = dir.path() / "brush_presets.xml";
+    BrushPresetManager m;
+    m.presets = {{"caf\xC3 \x01tab", factoryPencil()}};
+    ASSERT_TRUE(m.save(user, tips.table));
+    const presets::FileContent back = presets::readFile(user, tips.table);
+    ASSERT_TRUE(back.intact) << back.problem;
+    ASSERT_EQ(back.presets.size(), 1u);
+    EXPECT_EQ(back.presets[0].name, "caf?  tab"); // the lone byte as "?", the control character as a space
 }
 
 TEST(BrushPresets, PresetWhoseTipIsGoneDisappears) {
@@ -423,4 +441,16 @@ TEST(BrushPresets, SaveReplacesTheOldFile) {
     ASSERT_TRUE(back.intact) << back.problem;
     ASSERT_EQ(back.presets.size(), 1u);
     EXPECT_EQ(back.presets[0].brush, factoryPencil());
+}
+
+TEST(BrushPresets, FuzzSeedsReadIntact) {
+    Tips tips;
+    std::size_t seeds = 0;
+    for (const fs::directory_entry& e : fs::directory_iterator(fs::path(KW_SOURCE_DIR) / "tests/fuzz/corpus/presets")) {
+        if (e.path().extension() != ".xml") continue;
+        const presets::FileContent c = presets::parseText(readText(e.path()), tips.table);
+        EXPECT_TRUE(c.intact) << e.path() << ": " << c.problem;
+        ++seeds;
+    }
+    EXPECT_GE(seeds, 2u);
 }

@@ -96,6 +96,7 @@ install)
     diff <(sort "$manifest") <(find "$prefix" \( -type f -o -type l \) | sort) > "$tmp/manifest.diff" ||
         fail "files under the prefix and the install manifest differ: $(cat "$tmp/manifest.diff")"
     for f in bin/kestrelwing share/kestrelwing/data/brushes/round.png share/kestrelwing/data/brushes/README.txt \
+        share/kestrelwing/data/brushes/brush_presets.xml \
         share/kestrelwing/data/fonts/DroidSansMono.TTF share/kestrelwing/data/fonts/test.TTF \
         share/kestrelwing/data/interface/toolbar.png share/applications/kestrelwing.desktop \
         share/metainfo/org.kestrelwing.Kestrelwing.metainfo.xml share/mime/packages/kestrelwing.xml \
