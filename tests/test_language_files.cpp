@@ -7,6 +7,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cctype>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -237,4 +239,34 @@ TEST(LanguageFiles, BuildTreeOffersTheShippedLanguages) {
     EXPECT_EQ(tr(tk::SETTINGS_TITLE_STR), "Pr\xE9" "f\xE9rences");
     loc::loadDefaultStrings(loc::kDefaultLanguage, folder);
     EXPECT_EQ(tr(tk::SETTINGS_TITLE_STR), "Settings");
+}
+
+TEST(LanguageFiles, TableKeysTheCodeDoesNotReadAreListed) {
+    // For whoever sweeps the remaining files: table entries no source file
+    // names yet. Listed, not failed:
+    // the tool bar's texts wait for the sweep of the interface assembly.
+    std::string sources;
+    for (const char* folder : {"core", "canvas", "tools", "widgets", "ui", "io", "history", "brush"})
+        for (const auto& entry : fs::recursive_directory_iterator(std::string(KW_SOURCE_DIR) + "/" + folder)) {
+            const std::string name = entry.path().filename().string();
+            if (name == "TextKeys.h" || name == "DefaultStrings.cpp") continue;
+            const auto ext = entry.path().extension();
+            if (ext == ".cpp" || ext == ".h") sources += readBytes(entry.path());
+        }
+    ASSERT_FALSE(sources.empty());
+    int unread = 0;
+    for (const loc::DefaultText& d : loc::defaultTexts()) {
+        const std::string name = d.name;
+        // The name as a whole identifier (tk::NAME, NAME under "using namespace tk", or "NAME").
+        bool named = false;
+        auto identifierChar = [](char c) { return std::isalnum(static_cast<unsigned char>(c)) || c == '_'; };
+        for (auto at = sources.find(name); at != std::string::npos && !named; at = sources.find(name, at + 1))
+            named = (at == 0 || !identifierChar(sources[at - 1])) &&
+                    (at + name.size() == sources.size() || !identifierChar(sources[at + name.size()]));
+        if (named) continue;
+        if (unread++ == 0) std::printf("Table entries no code reads yet:\n");
+        std::printf("  %s (%s)\n", name.c_str(), d.text);
+    }
+    std::printf("%d of %zu table entries unread\n", unread, loc::defaultTexts().size());
+    EXPECT_LT(unread, static_cast<int>(loc::defaultTexts().size()));
 }
