@@ -36,6 +36,7 @@
 #include "tools/TransformTool.h"
 #include "core/InteractionMode.h"
 #include "platform/Clock.h"
+#include "core/Localisation.h"
 
 Painter::Painter(float renderWidth, float renderHeight, Camera* camera, Canvas* canvas, MultiLayeredImage* layers,
                  Application* application)
@@ -131,7 +132,7 @@ void Painter::zoomAt(bool zoomIn, int x, int y, float factor) {
     } else if (2 * camera->distance >= 4.0f) {
         camera->zoomInAt(v, factor);
     }
-    application->showMessage("zoom: %d%%", static_cast<int>(viewScale() * 100));
+    application->showMessage("%s", loc::fillText(tr(tk::ZOOM_NPERCENT_STR), {std::to_string(static_cast<int>(viewScale() * 100))}).c_str());
 }
 
 void Painter::pan(int x, int y) {
@@ -225,7 +226,7 @@ int Painter::changeBrushSize(bool larger, float factor) {
     int32_t& size = canvas->brush.size;
     size = larger ? commands::increasedBrushSize(size, factor, gMaxBrushSize)
                   : commands::decreasedBrushSize(size, factor);
-    application->showMessage("brush size: %d", size);
+    application->showMessage("%s", loc::fillText(tr(tk::BRUSH_SIZE_N_STR), {std::to_string(size)}).c_str());
     return 1;
 }
 

@@ -38,8 +38,8 @@ Command::Action holdMode(PaintingApplication& app, int mode) {
 }
 
 int showFitMessage(PaintingApplication& app, const Painter& painter, float targetHeight) {
-    app.showMessage("reset canvas position (zoom: %d%%)",
-                    zoomPercentForHeight(painter.renderArea.height, targetHeight));
+    const int percent = zoomPercentForHeight(painter.renderArea.height, targetHeight);
+    app.showMessage("%s", loc::fillText(tr(tk::RESET_CANVAS_POSITION_ZOOM_NPE_STR), {std::to_string(percent)}).c_str());
     return 1;
 }
 } // namespace

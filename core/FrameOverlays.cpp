@@ -11,6 +11,7 @@
 #include "canvas/Projection.h"
 #include "core/Globals.h"
 #include "core/InputState.h"
+#include "core/Localisation.h"
 #include "core/PaintingApplication.h"
 #include "tools/Tool.h"
 #include "tools/ToolPanel.h"
@@ -34,12 +35,12 @@ int statusTop() {
 }
 } // namespace
 
-void printStatusLine(int& line, const char* text) {
+void printStatusLine(int& line, const std::string& text) {
     if (!gFontGui) return;
     const int y = gStatusTop - statusLineHeight() * line;
-    printRaw(*gFontGui, 20.0f, static_cast<float>(y), text);
+    printRaw(*gFontGui, 20.0f, static_cast<float>(y), text.c_str());
     int lines = 1;
-    measureText(*gFontGui, text, lines);
+    measureText(*gFontGui, text.c_str(), lines);
     line += lines;
 }
 
@@ -56,15 +57,15 @@ void drawStatusLines() {
     gStatusTop = statusTop();
     int line = 1;
     switch (mode) {
-    case kModePanning: printStatusLine(line, "panning"); break;
-    case kModePicking: printStatusLine(line, "pick color"); break;
+    case kModePanning: printStatusLine(line, tr(tk::PANNING_STR)); break;
+    case kModePicking: printStatusLine(line, tr(tk::PICK_COLOR_STR)); break;
     case kModeSizeZoom:
         if (gInputState.axisLock >= 2)
-            printStatusLine(line, "horizontal cursor movement -> change brush size\nvertical cursor movement -> zoom");
+            printStatusLine(line, tr(tk::SIZE_ZOOM_DRAG_TIP_STR));
         break;
     default: gPainter.currentTool->drawHints(line); break;
     }
-    if (gCanvas.selectionActive) printStatusLine(line, "[CRTL+D] to deselect");
+    if (gCanvas.selectionActive) printStatusLine(line, tr(tk::CRTL_PLUS_D_TO_DESELECT_STR));
 
     // Badges of the held keys at the top right.
     const struct {
@@ -103,7 +104,7 @@ void drawProgressOverlay() {
     glEnable(GL_BLEND);
     glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
 
-    const char* text = "Please wait...";
+    const std::string& text = tr(tk::PLEASE_WAIT_STR);
     const int f = static_cast<int>(gFontTitle->height);
     const int x0 = static_cast<int>(w) - static_cast<int>(f * std::string(text).size() / 1.5);
     const int y0 = f;
@@ -132,6 +133,6 @@ void drawProgressOverlay() {
                  static_cast<float>(f - static_cast<int>(gFontGui->height * 1.5f)), remaining);
     }
     glColor4f(1, 1, 1, 0.8f);
-    printRaw(*gFontTitle, static_cast<float>(x0), static_cast<float>(y0), text);
+    printRaw(*gFontTitle, static_cast<float>(x0), static_cast<float>(y0), text.c_str());
     glPopAttrib();
 }

@@ -7,6 +7,7 @@
 #include "canvas/MultiLayeredImage.h"
 #include "core/Application.h"
 #include "core/Globals.h"
+#include "core/Localisation.h"
 #include "core/PaintingApplication.h"
 #include "history/History.h"
 #include "io/FlatImage.h"
@@ -57,7 +58,7 @@ bool saveImageInBackground(Canvas& canvas, const MultiLayeredImage& layers, Appl
     // painted while the thread writes.
     std::vector<uint8_t> pixels = flatImagePixels(canvas, layers, flatImageKeepsAlpha(path));
     if (pixels.empty()) {
-        if (app) app->showMessage("unable to save image");
+        if (app) app->showMessage("%s", tr(tk::UNABLE_TO_SAVE_IMAGE_STR).c_str());
         if (onDone) onDone(false);
         return false;
     }
@@ -84,9 +85,9 @@ void finishEndedSaves(Application* fallback) {
             if (result.ok) {
                 app->storeCurrentDirectory();
                 // Messages are Latin-1 text; the path is file-system bytes (UTF-8).
-                app->showMessage("image saved\nat location: \"%s\"", utf8ToLatin1(result.path).c_str());
+                app->showMessage("%s", loc::fillText(tr(tk::IMAGE_SAVED_AT_LOCATION_S_STR), {utf8ToLatin1(result.path)}).c_str());
             } else {
-                app->showMessage("unable to save image");
+                app->showMessage("%s", tr(tk::UNABLE_TO_SAVE_IMAGE_STR).c_str());
             }
         }
         if (pending.onDone) pending.onDone(result.ok);

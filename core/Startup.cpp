@@ -28,6 +28,7 @@
 #include "core/InputCallbacks.h"
 #include "core/InputDispatcher.h"
 #include "core/InputState.h"
+#include "core/Localisation.h"
 #include "core/MainLoop.h"
 #include "core/PaintingApplication.h"
 #include "core/Saving.h"
@@ -115,12 +116,7 @@ void checkGlRequirements() {
     const GlInfo& info = gGlInfo;
     const bool ok = glewResult == GLEW_OK && info.loaded && info.hasExtension("GL_ARB_fragment_program");
     if (ok) return;
-    char text[512];
-    std::snprintf(text, sizeof text,
-                  "Sorry, your system is unable to run Kestrelwing.\nYour OpenGL driver's version is %s, "
-                  "Kestrelwing requires version 3.0 or higher",
-                  info.version.c_str());
-    platform::showFatalError("ERROR", text);
+    platform::showFatalError(tr(tk::ERROR_STR), loc::fillText(tr(tk::GL_VERSION_TOO_OLD_STR), {info.version}));
     std::exit(0);
 }
 
@@ -236,7 +232,7 @@ int runProgram(const CommandLine& commandLine) {
     }
     createToolBar();
     InputDispatcher::instance().add(gApp->painter);
-    gApp->setTitle("unnamed_image", "");
+    gApp->setTitle(tr(tk::UNNAMED_IMAGE_STR), "");
     commands::createCommands(*gApp, gPainter);
     // After the commands: the tool tips show their keys.
     if (!demo) buildInterface(true);

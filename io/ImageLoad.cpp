@@ -11,6 +11,7 @@
 #include "canvas/MultiLayeredImage.h"
 #include "core/Application.h"
 #include "io/ImageFormat.h"
+#include "core/Localisation.h"
 
 int32_t canvasSideLimit(const FramebufferCapability& capability) {
     return capability.framebufferSupported ? capability.maxRenderbufferSize / 2 : 0;
@@ -19,7 +20,9 @@ int32_t canvasSideLimit(const FramebufferCapability& capability) {
 bool checkCanvasSize(int32_t width, int32_t height, const FramebufferCapability& capability, Application* app) {
     const int32_t limit = canvasSideLimit(capability);
     if (limit <= 0 || (width <= limit && height <= limit)) return true;
-    if (app) app->showMessage("maximum size supported:\n[%d x %d]", limit, limit);
+    if (app)
+        app->showMessage("%s", loc::fillText(tr(tk::MAXIMUM_SIZE_SUPPORTED_DXD_STR),
+                                             {std::to_string(limit), std::to_string(limit)}).c_str());
     return false;
 }
 
@@ -113,6 +116,6 @@ ImageLoadResult loadImageAsCanvas(const std::string& path, ImageLoadTarget& t) {
 }
 
 const char* imageLoadMessage(ImageLoadResult result, bool fromLoadDialog) {
-    if (result == ImageLoadResult::Loaded) return "image loaded";
-    return fromLoadDialog ? "unable to load image" : "unable to load file";
+    if (result == ImageLoadResult::Loaded) return tr(tk::IMAGE_LOADED_STR).c_str();
+    return tr(fromLoadDialog ? tk::UNABLE_TO_LOAD_IMAGE_STR : tk::UNABLE_TO_LOAD_FILE_STR).c_str();
 }

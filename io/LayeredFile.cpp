@@ -14,6 +14,7 @@
 #include "io/BinaryStream.h"
 #include "io/ImageLoad.h"
 #include "io/ProcessFormat.h"
+#include "core/Localisation.h"
 
 namespace {
 
@@ -282,11 +283,11 @@ bool saveLayeredImage(const std::string& path, DocumentTarget& doc) {
     });
     if (!written) {
         std::fprintf(stderr, "%s\n", error.c_str());
-        if (doc.app) doc.app->showMessage("unable to save image");
+        if (doc.app) doc.app->showMessage("%s", tr(tk::UNABLE_TO_SAVE_IMAGE_STR).c_str());
         return false;
     }
     doc.layers.modificationCount = 0;
-    if (doc.app) doc.app->showMessage("image saved\nat location: \"%s\"", path.c_str());
+    if (doc.app) doc.app->showMessage("%s", loc::fillText(tr(tk::IMAGE_SAVED_AT_LOCATION_S_STR), {path}).c_str());
     return true;
 }
 
@@ -319,10 +320,10 @@ bool openLayeredImage(const std::string& path, DocumentTarget& doc) {
     const LoadResult result = loadLayeredImage(path, doc, version);
     if (result == LoadResult::Loaded) {
         recordLoadedPicture(doc);
-        if (doc.app) doc.app->showMessage("image loaded");
+        if (doc.app) doc.app->showMessage("%s", tr(tk::IMAGE_LOADED_STR).c_str());
         return true;
     }
-    reportFailedLoad(doc.app, result, version, "unable to load file");
+    reportFailedLoad(doc.app, result, version, tr(tk::UNABLE_TO_LOAD_FILE_STR).c_str());
     return false;
 }
 
@@ -338,9 +339,9 @@ void recordLoadedPicture(DocumentTarget& doc) {
 void reportFailedLoad(Application* app, LoadResult result, const int32_t version[3], const char* failureText) {
     if (!app) return;
     if (result == LoadResult::TooNew)
-        app->showMessage("requires Kestrelwing v%d.%d.%d", version[0], version[1], version[2]);
+        app->showMessage("%s v%d.%d.%d", tr(tk::REQUIRES_KESTRELWING_STR).c_str(), version[0], version[1], version[2]);
     else if (result == LoadResult::Aborted)
-        app->showMessage("Loading aborted");
+        app->showMessage("%s", tr(tk::LOADING_ABORTED_STR).c_str());
     else
         app->showMessage("%s", failureText);
 }

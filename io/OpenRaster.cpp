@@ -31,6 +31,7 @@
 #include "io/Pixels.h"
 #include "io/XmlText.h"
 #include "io/ProcessFormat.h"
+#include "core/Localisation.h"
 
 namespace ora {
 
@@ -707,12 +708,12 @@ bool saveImage(const std::string& path, DocumentTarget& doc) {
     std::string error;
     if (!writeFromCanvas(path, doc.canvas, doc.layers, error)) {
         std::fprintf(stderr, "%s: %s\n", path.c_str(), error.c_str());
-        if (doc.app) doc.app->showMessage("unable to save image");
+        if (doc.app) doc.app->showMessage("%s", tr(tk::UNABLE_TO_SAVE_IMAGE_STR).c_str());
         return false;
     }
     // The file holds the layers: the document is saved.
     doc.layers.modificationCount = 0;
-    if (doc.app) doc.app->showMessage("image saved\nat location: \"%s\"", path.c_str());
+    if (doc.app) doc.app->showMessage("%s", loc::fillText(tr(tk::IMAGE_SAVED_AT_LOCATION_S_STR), {path}).c_str());
     return true;
 }
 
@@ -743,11 +744,11 @@ bool openImage(const std::string& path, DocumentTarget& doc) {
     const LoadResult result = loadImage(path, doc);
     if (result != LoadResult::Loaded) {
         const int32_t noVersion[3] = {0, 0, 0};
-        reportFailedLoad(doc.app, result, noVersion, "unable to load file");
+        reportFailedLoad(doc.app, result, noVersion, tr(tk::UNABLE_TO_LOAD_FILE_STR).c_str());
         return false;
     }
     recordLoadedPicture(doc);
-    if (doc.app) doc.app->showMessage("image loaded");
+    if (doc.app) doc.app->showMessage("%s", tr(tk::IMAGE_LOADED_STR).c_str());
     return true;
 }
 

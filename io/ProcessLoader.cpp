@@ -17,6 +17,7 @@
 #include "io/DrawingProcess.h"
 #include "io/ImageLoad.h"
 #include "platform/SharedGlContext.h"
+#include "core/Localisation.h"
 
 namespace {
 
@@ -237,10 +238,10 @@ bool openDrawingProcess(const std::string& path, DocumentTarget& doc, const Draw
     const LoadResult result = DrawingProcess::load(path, doc, options, version);
     if (result == LoadResult::Loaded) {
         doc.layers.modificationCount = 0;
-        if (doc.app) doc.app->showMessage("drawing process loaded.\npress 'p' to play");
+        if (doc.app) doc.app->showMessage("%s", tr(tk::DRAWING_PROCESS_LOADED_PRESS_P_STR).c_str());
         return true;
     }
-    reportFailedLoad(doc.app, result, version, "unable to load drawing process");
+    reportFailedLoad(doc.app, result, version, tr(tk::UNABLE_TO_LOAD_DRAWING_PROCESS_STR).c_str());
     return false;
 }
 
@@ -261,8 +262,8 @@ bool saveDrawingProcessFlow(const std::string& path, DocumentTarget& doc, const 
     if (!saved) std::fprintf(stderr, "%s\n", error.c_str());
     else doc.layers.modificationCount = 0;
     if (doc.app) {
-        if (saved) doc.app->showMessage("drawing process saved\nat location: \"%s\"", path.c_str());
-        else doc.app->showMessage("unable to save drawing process");
+        if (saved) doc.app->showMessage("%s", loc::fillText(tr(tk::DRAWING_PROCESS_SAVED_AT_LOCAT_STR), {path}).c_str());
+        else doc.app->showMessage("%s", tr(tk::UNABLE_TO_SAVE_DRAWING_PROCESS_STR).c_str());
     }
     return saved;
 }

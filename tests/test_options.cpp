@@ -15,6 +15,7 @@
 
 #include "core/Globals.h"
 #include "core/LaunchCounter.h"
+#include "core/Localisation.h"
 #include "core/PaintingApplication.h"
 #include "core/WindowPlacement.h"
 #include "platform/Paths.h"
@@ -59,6 +60,9 @@ protected:
         }
         for (int i = 0; i < 4; ++i) gGuiColor[i] = savedColor[i];
         gApp->getOptions().reset();
+        // A start in another language loaded its texts (German ships): the
+        // tests after this one expect the English table.
+        loc::loadDefaultStrings(loc::kDefaultLanguage);
         gGuiColor[3] = savedColor[3];
         fs::remove_all(dir);
     }

@@ -146,6 +146,9 @@ TEST_F(SettingsDialogTest, ApplyStoresEveryOptionAndRemakesCommandsAndInterface)
     // The file is read from the languages folder beside the program: point
     // the language at our folder through the same code path.
     d.applySettings();
+    // The message is in the language just applied, from the program's own
+    // languages folder (which ships a German file).
+    const std::string savedText = tr(tk::NEW_SETTINGS_SAVED_STR);
     loc::loadDefaultStrings(gApp->getOptions().language, dir); // as the program's folder would give
     EXPECT_EQ(value("APP_LANGUAGE"), "DEU");
     EXPECT_EQ(value("REFERENCE_VIEW_SIDE"), "0");
@@ -157,7 +160,8 @@ TEST_F(SettingsDialogTest, ApplyStoresEveryOptionAndRemakesCommandsAndInterface)
     EXPECT_EQ(rebuilds, 1);
     EXPECT_EQ(applied, 1);
     EXPECT_NE(gApp->applicationCommands.front().get(), before) << "commands are made anew";
-    EXPECT_EQ(gApp->lastMessage, "New settings saved");
+    EXPECT_EQ(gApp->lastMessage, savedText);
+    EXPECT_NE(gApp->lastMessage, "New settings saved");
     EXPECT_EQ(tr(tk::NEW_LAYER), "neue Ebene");
 }
 

@@ -18,6 +18,7 @@
 #include "tools/ToolPanel.h"
 #include "ui/Interface.h"
 #include "widgets/ButtonWidget.h"
+#include "core/Localisation.h"
 
 namespace {
 // A mouse event made by the window system from a pen that speaks through another channel.
@@ -84,7 +85,7 @@ void BrushTool::activate() {
     gWantedMode = mode;
     // The brush and the eraser keep settings of their own: the canvas swaps them.
     painter->canvas->selectBrushSlot(mode);
-    announce(isEraser() ? "eraser active" : "brush active");
+    announce(tr(isEraser() ? tk::ERASER_ACTIVE_STR : tk::BRUSH_ACTIVE_STR));
     addPanel();
     // The size, opacity and hardness sliders belong to these two tools (they
     // stay away while the whole interface is hidden).
@@ -104,11 +105,11 @@ void BrushTool::addPanel() {
     auto sizeBox = std::make_shared<CheckBoxWidget>(
         10, 17, 16, brush->SizeFollowsPressure, [brush] { brush->SizeFollowsPressure = true; },
         [brush] { brush->SizeFollowsPressure = false; });
-    sizeBox->label = "pressure -> size";
+    sizeBox->label = tr(tk::PRESSURE_SIZE_BOX_STR);
     auto flowBox = std::make_shared<CheckBoxWidget>(
         160, 17, 16, brush->FlowFollowsPressure, [brush] { brush->FlowFollowsPressure = true; },
         [brush] { brush->FlowFollowsPressure = false; });
-    flowBox->label = "pressure -> opacity";
+    flowBox->label = tr(tk::PRESSURE_OPACITY_BOX_STR);
     for (auto* box : {sizeBox.get(), flowBox.get()}) box->textColor[0] = box->textColor[1] = box->textColor[2] = 1;
     gToolOptionsBar->add(sizeBox);
     gToolOptionsBar->add(flowBox);

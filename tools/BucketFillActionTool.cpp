@@ -16,6 +16,7 @@
 #include "widgets/ButtonWidget.h"
 #include "widgets/Slider.h"
 #include "widgets/TextWidget.h"
+#include "core/Localisation.h"
 
 int BucketFillActionTool::onMouseButton(int button, int state, int x, int y, bool fromPen) {
     (void)x, (void)y, (void)fromPen;
@@ -48,31 +49,31 @@ void BucketFillActionTool::drawCursor(int x, int y) {
 }
 
 void BucketFillActionTool::drawHints(int& line) {
-    printStatusLine(line, "Click inside a bounded region to fill it with current color");
+    printStatusLine(line, tr(tk::BUCKET_FILL_TIP_STR));
 }
 
 void BucketFillActionTool::activate() {
     Tool::activate();
     if (!gToolOptionsBar) return;
     static const float kWhite[4] = {1, 1, 1, 1};
-    gToolOptionsBar->add(std::make_shared<TextWidget>(30, 20, "Opacity", 0, kWhite));
+    gToolOptionsBar->add(std::make_shared<TextWidget>(30, 20, tr(tk::OPACITY_STR), 0, kWhite));
     auto opacitySlider = std::make_shared<Slider<float>>(100, 20, 100, 10, "");
     opacitySlider->target = &opacity;
     opacitySlider->setValue(opacity, false);
     gToolOptionsBar->add(opacitySlider);
-    gToolOptionsBar->add(std::make_shared<TextWidget>(280, 20, "Tolerance", 0, kWhite));
+    gToolOptionsBar->add(std::make_shared<TextWidget>(280, 20, tr(tk::TOLERANCE_STR), 0, kWhite));
     auto toleranceSlider = std::make_shared<Slider<float>>(350, 20, 100, 10, "");
     toleranceSlider->target = &tolerance;
     toleranceSlider->setValue(tolerance, false);
     gToolOptionsBar->add(toleranceSlider);
     auto lineart = std::make_shared<CheckBoxWidget>(
         500, 30, 15, optimizeForLineart, [this] { optimizeForLineart = true; }, [this] { optimizeForLineart = false; });
-    lineart->label = "Optimize for lineart";
+    lineart->label = tr(tk::OPTIMIZE_FOR_LINEART_STR);
     std::copy(kWhite, kWhite + 4, lineart->textColor);
     gToolOptionsBar->add(lineart);
     auto sampleAll = std::make_shared<CheckBoxWidget>(
         500, 10, 15, sampleAllLayers, [this] { sampleAllLayers = true; }, [this] { sampleAllLayers = false; });
-    sampleAll->label = "Sample all layers";
+    sampleAll->label = tr(tk::SAMPLE_ALL_LAYERS_STR);
     std::copy(kWhite, kWhite + 4, sampleAll->textColor);
     gToolOptionsBar->add(sampleAll);
 }

@@ -9,6 +9,7 @@
 #include "core/InteractionMode.h"
 #include "core/PaintingApplication.h"
 #include "tools/ToolMessages.h"
+#include "core/Localisation.h"
 
 namespace {
 void requestPick(Painter& painter, int x, int y) {
@@ -40,7 +41,7 @@ bool ColorPickerTool::isActive() const {
 void ColorPickerTool::activate() {
     // No options: the strip stays empty.
     Tool::activate();
-    announce("color picking mode");
+    announce(tr(tk::COLOR_PICKING_MODE_STR));
 }
 
 bool ColorPickerTool::deactivate() {

@@ -29,6 +29,7 @@
 #include "widgets/GlFont.h"
 #include "widgets/TextWidget.h"
 #include "widgets/Widget.h"
+#include "core/Localisation.h"
 
 namespace {
 constexpr int kKeyEnter = 13, kKeyEscape = 27;
@@ -109,15 +110,15 @@ void CropTool::setHeightPercent(int value) {
 void CropTool::activate() {
     Tool::activate();
     clearArea();
-    announce("crop mode");
+    announce(tr(tk::CROP_MODE_STR));
     if (!gToolOptionsBar || !painter) return;
     const int w = painter->canvas->width, h = painter->canvas->height;
     auto makeField = [](int x, int y, int width, int value) {
         return std::make_shared<EditControl>(x, y, width, 15, 8, 0, std::to_string(value), true);
     };
-    gToolOptionsBar->add(std::make_shared<TextWidget>(85, 33, "w"));
+    gToolOptionsBar->add(std::make_shared<TextWidget>(85, 33, tr(tk::CROP_WIDTH_MARK_STR)));
     auto widthField = makeField(100, 30, 80, w);
-    gToolOptionsBar->add(std::make_shared<TextWidget>(85, 8, "h"));
+    gToolOptionsBar->add(std::make_shared<TextWidget>(85, 8, tr(tk::CROP_HEIGHT_MARK_STR)));
     auto heightField = makeField(100, 5, 80, h);
     auto widthPercentField = makeField(250, 30, 50, 100);
     gToolOptionsBar->add(std::make_shared<TextWidget>(305, 33, "%"));
@@ -132,9 +133,9 @@ void CropTool::activate() {
     heightEdit = heightField;
     widthPercentEdit = widthPercentField;
     heightPercentEdit = heightPercentField;
-    gToolOptionsBar->add(std::make_shared<ButtonWidget>(400, 10, 110, 30, "crop", 0, [this](Widget*) { applyCrop(); }));
+    gToolOptionsBar->add(std::make_shared<ButtonWidget>(400, 10, 110, 30, tr(tk::CROP_STR), 0, [this](Widget*) { applyCrop(); }));
     gToolOptionsBar->add(std::make_shared<ButtonWidget>(
-        550, 10, 110, 30, "resize", 0, [this](Widget*) { applyResize(fieldValue(widthEdit), fieldValue(heightEdit)); }));
+        550, 10, 110, 30, tr(tk::RESIZE_STR), 0, [this](Widget*) { applyResize(fieldValue(widthEdit), fieldValue(heightEdit)); }));
 }
 
 bool CropTool::deactivate() {
@@ -163,7 +164,7 @@ bool CropTool::applyCrop() {
     const int w = static_cast<int>(std::floor(cropSize.x + 0.5f));
     const int h = static_cast<int>(std::floor(cropSize.y + 0.5f));
     if (w < 1 || h < 1) {
-        painter->application->showMessage("the cropping area is empty");
+        painter->application->showMessage("%s", tr(tk::CROPPING_AREA_EMPTY_STR).c_str());
         return false;
     }
     if (!checkSize(w, h)) return false;
@@ -183,7 +184,7 @@ bool CropTool::applyCrop() {
 bool CropTool::applyResize(int width, int height) {
     if (!painter) return false;
     if (width < 1 || height < 1) {
-        painter->application->showMessage("the new size is empty");
+        painter->application->showMessage("%s", tr(tk::NEW_SIZE_EMPTY_STR).c_str());
         return false;
     }
     if (!checkSize(width, height)) return false;
@@ -339,12 +340,12 @@ void CropTool::drawCursor(int x, int y) {
 
 void CropTool::drawHints(int& line) {
     if (state == 0) {
-        printStatusLine(line, "Select first corner of cropping area");
+        printStatusLine(line, tr(tk::SELECT_FIRST_CORNER_OF_CROPPIN_STR));
     } else if (state < 3) {
-        printStatusLine(line, "Select second corner of cropping area, [ESC] to discard first corner");
+        printStatusLine(line, tr(tk::CROP_SECOND_CORNER_STR));
     } else {
-        printStatusLine(line, "[ENTER] to apply image crop, [ESC] to discard area");
-        printStatusLine(line, "[CTRL] + mouse drag to rotate\n[SPACE] + mouse drag to pan");
+        printStatusLine(line, tr(tk::CROP_APPLY_STR));
+        printStatusLine(line, tr(tk::ROTATE_PAN_TIP_STR));
     }
 }
 

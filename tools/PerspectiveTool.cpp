@@ -21,6 +21,7 @@
 #include "widgets/Slider.h"
 #include "widgets/TextWidget.h"
 #include "widgets/Widget.h"
+#include "core/Localisation.h"
 
 namespace {
 constexpr int kPerspectiveToolIndex = 4;
@@ -83,7 +84,7 @@ math::Vec2 PerspectiveTool::centredPointer() const {
 
 void PerspectiveTool::activate() {
     Tool::activate();
-    announce("perspective mode");
+    announce(tr(tk::PERSPECTIVE_MODE_STR));
     hoverVp = dragVp = hoverLine = dragLine = lockedVp = std::array<bool, 3>{};
     enabled = true;
     buildPanel();
@@ -92,24 +93,24 @@ void PerspectiveTool::activate() {
 void PerspectiveTool::buildPanel() {
     if (!gToolOptionsBar) return;
     GroupWidget& bar = *gToolOptionsBar;
-    const char* names[3] = {"First horizontal VP", "Second horizontal VP", "Vertical VP"};
+    const int32_t names[3] = {tk::FIRST_HORIZONTAL_VP_STR, tk::SECOND_HORIZONTAL_VP_STR, tk::VERTICAL_VP_STR};
     const int ys[3] = {33, 18, 3};
     for (int i = 0; i < 3; ++i) {
         const uint8_t bit = static_cast<uint8_t>(1u << i);
         bar.add(std::make_shared<CheckBoxWidget>(
             600, ys[i], 15, (vpFlags & bit) != 0, [this, bit] { vpFlags = static_cast<uint8_t>(vpFlags | bit); },
             [this, bit] { vpFlags = static_cast<uint8_t>(vpFlags & ~bit); }));
-        bar.add(std::make_shared<TextWidget>(620, ys[i], names[i]));
+        bar.add(std::make_shared<TextWidget>(620, ys[i], tr(names[i])));
     }
-    bar.add(std::make_shared<TextWidget>(50, 20, "Steps"));
-    auto stepsSlider = std::make_shared<Slider<int>>(100, 20, 100, 10, "Steps");
+    bar.add(std::make_shared<TextWidget>(50, 20, tr(tk::STEPS_STR)));
+    auto stepsSlider = std::make_shared<Slider<int>>(100, 20, 100, 10, tr(tk::STEPS_STR));
     stepsSlider->minValue = 5;
     stepsSlider->maxValue = 20;
     stepsSlider->target = &steps;
     stepsSlider->setValue(steps, false);
     bar.add(stepsSlider);
-    bar.add(std::make_shared<TextWidget>(250, 20, "Opacity"));
-    auto opacitySlider = std::make_shared<Slider<float>>(320, 20, 100, 10, "Opacity");
+    bar.add(std::make_shared<TextWidget>(250, 20, tr(tk::OPACITY_STR)));
+    auto opacitySlider = std::make_shared<Slider<float>>(320, 20, 100, 10, tr(tk::OPACITY_STR));
     opacitySlider->minValue = 0;
     opacitySlider->maxValue = 1;
     opacitySlider->target = &opacity;
@@ -120,7 +121,7 @@ void PerspectiveTool::buildPanel() {
     bar.add(std::make_shared<SideToggle>(530, 10, 15, 30, &parallelFlags, 1));
     bar.add(std::make_shared<SideToggle>(515, 5, 15, 15, &parallelFlags, 2));
     bar.add(std::make_shared<SideToggle>(500, 10, 15, 30, &parallelFlags, 3));
-    bar.add(std::make_shared<ButtonWidget>(800, 10, 110, 30, "Clear lines", 0, [this](Widget*) {
+    bar.add(std::make_shared<ButtonWidget>(800, 10, 110, 30, tr(tk::CLEAR_LINES_STR), 0, [this](Widget*) {
         for (auto& lines : customLines) lines.clear();
     }));
 }
@@ -330,11 +331,10 @@ void PerspectiveTool::drawGrid(const RenderArea& area) {
 }
 
 void PerspectiveTool::drawHints(int& line) {
-    printStatusLine(line, "Place horizon line and Vanishing Points at desired positions");
+    printStatusLine(line, tr(tk::PERSPECTIVE_PLACE_TIP_STR));
     const bool anyLocked = lockedVp[0] || lockedVp[1] || lockedVp[2];
-    printStatusLine(line, anyLocked ? "[ESC] or [SHIFT]+click over the same VP to unlock it"
-                                    : "[SHIFT]+click over a VP to scatter custom lines from it");
-    printStatusLine(line, "To exit perspective grid mode, press again the perspective tool button on the main toolbar.");
+    printStatusLine(line, tr(anyLocked ? tk::PERSPECTIVE_UNLOCK_TIP_STR : tk::PERSPECTIVE_SCATTER_TIP_STR));
+    printStatusLine(line, tr(tk::PERSPECTIVE_EXIT_TIP_STR));
 }
 
 void togglePerspectiveButton(Painter& painter) {

@@ -22,6 +22,7 @@
 #include "widgets/TextWidget.h"
 #include "widgets/Widget.h"
 #include "widgets/DrawHelpers.h"
+#include "core/Localisation.h"
 
 float RotationTool::pointerAngle() const {
     const math::Vec2 p = painter->windowPosition;
@@ -59,7 +60,8 @@ int RotationTool::onMouseDrag(int, int, bool) {
     const float r = foldRotation(startRotation + delta, gInputState.shift);
     painter->camera->rotation = r;
     painter->camera->setRotation();
-    painter->application->showMessage("rotation: %d degrees", static_cast<int>(-r));
+    painter->application->showMessage(
+        "%s", loc::fillText(tr(tk::ROTATION_N_DEGREES_STR), {std::to_string(static_cast<int>(-r))}).c_str());
     if (auto edit = angleField.lock()) edit->setText(std::to_string(static_cast<int>(-r)), false);
     return 1;
 }
@@ -77,14 +79,14 @@ void RotationTool::setShownAngle(int degrees) {
 void RotationTool::setViewMirrored(bool mirrored) {
     painter->camera->viewMirrored = mirrored;
     painter->camera->setRotation();
-    painter->application->showMessage("%s", mirrored ? "mirrored view" : "view not mirrored");
+    painter->application->showMessage("%s", tr(mirrored ? tk::MIRRORED_VIEW_STR : tk::VIEW_NOT_MIRRORED_STR).c_str());
 }
 
 void RotationTool::activate() {
-    announce("rotation mode");
+    announce(tr(tk::ROTATION_MODE_STR));
     if (!gToolOptionsBar || !painter) return;
     showPanel();
-    gToolOptionsBar->add(std::make_shared<TextWidget>(20, 20, "rotation"));
+    gToolOptionsBar->add(std::make_shared<TextWidget>(20, 20, tr(tk::ROTATION_STR)));
     auto angle = std::make_shared<EditControl>(100, 17, 60, 15, 5, 0,
                                                std::to_string(static_cast<int>(-painter->camera->rotation)));
     std::weak_ptr<EditControl> field = angle;
@@ -93,16 +95,16 @@ void RotationTool::activate() {
         if (auto edit = field.lock()) setShownAngle(std::atoi(edit->text().c_str()));
     };
     gToolOptionsBar->add(angle);
-    gToolOptionsBar->add(std::make_shared<TextWidget>(165, 20, "degrees"));
-    gToolOptionsBar->add(std::make_shared<ButtonWidget>(250, 10, 110, 30, "upright", 0, [this, field](Widget*) {
+    gToolOptionsBar->add(std::make_shared<TextWidget>(165, 20, tr(tk::DEGREES_STR)));
+    gToolOptionsBar->add(std::make_shared<ButtonWidget>(250, 10, 110, 30, tr(tk::UPRIGHT_STR), 0, [this, field](Widget*) {
         setShownAngle(0);
         if (auto edit = field.lock()) edit->setText("0", false);
     }));
     gToolOptionsBar->add(std::make_shared<CheckBoxWidget>(
         520, 17, 15, painter->camera->viewMirrored, [this] { setViewMirrored(true); },
         [this] { setViewMirrored(false); }));
-    gToolOptionsBar->add(std::make_shared<TextWidget>(540, 20, "mirrored view"));
-    gToolOptionsBar->add(std::make_shared<ButtonWidget>(380, 10, 110, 30, "flip canvas", 0, [this](Widget*) {
+    gToolOptionsBar->add(std::make_shared<TextWidget>(540, 20, tr(tk::MIRRORED_VIEW_STR)));
+    gToolOptionsBar->add(std::make_shared<ButtonWidget>(380, 10, 110, 30, tr(tk::TB_FLIP_CANVAS_STR), 0, [this](Widget*) {
         // The recorded flip of every layer, as the "flip canvas" keys do.
         commands::flipCanvas(*static_cast<PaintingApplication*>(painter->application));
     }));
@@ -146,6 +148,6 @@ void RotationTool::drawCursor(int x, int y) {
 
 void RotationTool::drawHints(int& line) {
     if (!dragging) return;
-    printStatusLine(line, "rotation");
-    if (!gInputState.shift) printStatusLine(line, "hold [SHIFT] to restrict rotation to multiples of 45 degrees");
+    printStatusLine(line, tr(tk::ROTATION_STR));
+    if (!gInputState.shift) printStatusLine(line, tr(tk::ROTATION_SHIFT_TIP_STR));
 }

@@ -15,6 +15,7 @@
 #include "history/History.h"
 #include "history/SelectionActions.h"
 #include "tools/ToolMessages.h"
+#include "core/Localisation.h"
 
 void SelectionTool::clearOutline() {
     points.clear();
@@ -124,7 +125,7 @@ void SelectionTool::activate() {
     Tool::activate();
     // Entering the tool drops the selection; an outline left open goes on.
     dropSelection(*painter->canvas, gHistory);
-    announce("selection mode");
+    announce(tr(tk::SELECTION_MODE_STR));
 }
 
 void SelectionTool::drawToolOverlay() {
@@ -178,6 +179,6 @@ void SelectionTool::drawCursor(int x, int y) {
 
 void SelectionTool::drawHints(int& line) {
     if (!painter->canvas->selectionActive && points.size() >= 2)
-        printStatusLine(line, "click again on first point to close the selection");
-    printStatusLine(line, "[ESC] to undo selection");
+        printStatusLine(line, tr(tk::CLICK_AGAIN_ON_FIRST_POINT_TO_STR));
+    printStatusLine(line, tr(tk::ESC_TO_UNDO_SELECTION_STR));
 }

@@ -3,4 +3,4 @@
 #include "core/Globals.h"
 #include "core/PaintingApplication.h"
 
-void announce(const char* text) { gApp->showMessage("%s", text); }
+void announce(const std::string& text) { gApp->showMessage("%s", text.c_str()); }

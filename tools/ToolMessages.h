@@ -1,3 +1,5 @@
 #pragma once
+#include <string>
+
 // The status line, for tools that announce themselves on activation.
-void announce(const char* text);
+void announce(const std::string& text);

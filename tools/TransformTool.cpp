@@ -16,6 +16,7 @@
 #include "history/History.h"
 #include "history/ImageActions.h"
 #include "widgets/DrawHelpers.h"
+#include "core/Localisation.h"
 
 namespace {
 constexpr int kTransformToolIndex = 7;
@@ -191,7 +192,7 @@ void TransformTool::activate() {
 
 bool TransformTool::deactivate() { return Tool::deactivate(); }
 
-void TransformTool::drawHints(int& line) { printStatusLine(line, "[ENTER] to apply, [ESC] to discard"); }
+void TransformTool::drawHints(int& line) { printStatusLine(line, tr(tk::TRANSFORM_APPLY_TIP_STR)); }
 
 // ---- apply -------------------------------------------------------------------
 

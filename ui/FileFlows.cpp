@@ -35,6 +35,7 @@
 #include "widgets/EditControl.h"
 #include "widgets/GlFont.h"
 #include "widgets/TextWidget.h"
+#include "core/Localisation.h"
 
 namespace fs = std::filesystem;
 
@@ -49,7 +50,7 @@ class FlowGuard {
 public:
     FlowGuard() : owns_(!gRunning && !fileDialogOpen()) {
         if (owns_) gRunning = true;
-        else gApp->showMessage("please answer the open file dialog first");
+        else gApp->showMessage("%s", tr(tk::FILE_DIALOG_BUSY_STR).c_str());
     }
     ~FlowGuard() {
         if (owns_) gRunning = false;
@@ -75,7 +76,7 @@ void afterNewCanvas() {
 
 void doSaveProcess() {
     ChosenPath chosen;
-    if (!chooseFile(true, processFilters(), chosen, gApp->imageName, "Save drawing process:")) return;
+    if (!chooseFile(true, processFilters(), chosen, gApp->imageName, tr(tk::SAVE_DRAWING_PROCESS_STR))) return;
     // A saved file is never overwritten: the next free numbered name.
     const std::string path = nextFreeName(chosen.path);
     const std::string shown = utf8ToLatin1(path);
@@ -84,24 +85,25 @@ void doSaveProcess() {
     // The changes count as handled whatever the write gave.
     gLayers.modificationCount = 0;
     if (!saved) {
-        gApp->showMessage("unable to save drawing process");
+        gApp->showMessage("%s", tr(tk::UNABLE_TO_SAVE_DRAWING_PROCESS_STR).c_str());
         return;
     }
     setTitleFromPath(shown);
     storeCurrentDirectory();
-    gApp->showMessage("drawing process saved\nat location: \"%s\"", shown.c_str());
+    gApp->showMessage("%s", loc::fillText(tr(tk::DRAWING_PROCESS_SAVED_AT_LOCAT_STR), {shown}).c_str());
 }
 
 // Unsaved work: Yes saves the process first, No goes on, Cancel stops.
 bool unsavedWorkHandled() {
     if (gLayers.modificationCount == 0) return true;
-    const int answer = yesNoCancelBox("Save current changes?");
+    const int answer = yesNoCancelBox(tr(tk::SAVE_CURRENT_CHANGES_STR));
     if (answer == kDialogYes) doSaveProcess();
     return answer == kDialogYes || answer == kDialogNo;
 }
 
-platform::FileFilter filter(const char* label, std::vector<std::string> names, const char* extension) {
-    return platform::FileFilter{label, std::move(names), extension};
+// Filter names are shown by the file dialogs, which take UTF-8.
+platform::FileFilter filter(const std::string& label, std::vector<std::string> names, const char* extension) {
+    return platform::FileFilter{platform::latin1ToUtf8(label), std::move(names), extension};
 }
 
 } // namespace
@@ -124,22 +126,22 @@ namespace {
 // The "New image:" dialog: Enter on a field answers as OK does.
 class NewImageDialog : public Dialog {
 public:
-    NewImageDialog() : Dialog(380, 220, "New image:") {}
+    NewImageDialog() : Dialog(380, 220, tr(tk::NEW_IMAGE_STR)) {}
 
     void build(int width, int height) {
         NewImageDialog* d = this;
-        add(std::make_shared<TextWidget>(20, 140, "Width:", 0), true);
+        add(std::make_shared<TextWidget>(20, 140, tr(tk::WIDTH_LABEL_STR), 0), true);
         widthEdit = std::make_shared<EditControl>(110, 132, 90, 26, 6, 0, std::to_string(width), true);
         add(widthEdit);
-        add(std::make_shared<TextWidget>(20, 100, "Height:", 0), true);
+        add(std::make_shared<TextWidget>(20, 100, tr(tk::HEIGHT_LABEL_STR), 0), true);
         heightEdit = std::make_shared<EditControl>(110, 92, 90, 26, 6, 0, std::to_string(height), true);
         add(heightEdit);
         transparent = std::make_shared<CheckBoxWidget>(20, 50, 16, false, std::function<void()>{},
                                                        std::function<void()>{});
-        transparent->label = "Transparent background";
+        transparent->label = tr(tk::TRANSPARENT_BACKGROUND_STR);
         add(transparent);
         for (auto* e : {widthEdit.get(), heightEdit.get()}) e->onEnter = [d] { d->tryAccept(); };
-        addCancelAndAccept(*this, "OK", [d] { d->tryAccept(); });
+        addCancelAndAccept(*this, tr(tk::OK_BTN_STR), [d] { d->tryAccept(); });
         widthEdit->setFocused(true);
     }
 
@@ -150,7 +152,7 @@ public:
 
     void tryAccept() {
         if (widthEdit->text().empty() || heightEdit->text().empty()) {
-            gApp->showMessage("please specify new canvas size");
+            gApp->showMessage("%s", tr(tk::PLEASE_SPECIFY_NEW_CANVAS_SIZE_STR).c_str());
             return;
         }
         accept();
@@ -163,8 +165,10 @@ public:
 } // namespace
 
 const std::vector<platform::FileFilter>& loadImageFilters() {
-    static const std::vector<platform::FileFilter> filters{
-        filter("All image formats",
+    // Made at each call: the names follow the language.
+    static std::vector<platform::FileFilter> filters;
+    filters = {
+        filter(tr(tk::FILTER_ALL_IMAGE_FORMATS_STR),
                {"JPG", "PNG", "TGA", "TIF", "TIFF", "KWF", "ORA", "RAW", "CRW", "NEF", "CR2", "DNG", "ORF", "ARW", "ERF", "3FR",
                 "DCR", "X3F", "MEF", "RAF", "MRW", "PEF", "SR2"},
                ".jpg"),
@@ -172,9 +176,9 @@ const std::vector<platform::FileFilter>& loadImageFilters() {
         filter("PNG", {"PNG"}, ".png"),
         filter("TGA", {"TGA"}, ".tga"),
         filter("TIFF", {"TIF", "TIFF"}, ".tif"),
-        filter("Kestrelwing file (preserves layers)", {"KWF"}, ".kwf"),
+        filter(tr(tk::FILTER_LAYERED_FILE_STR), {"KWF"}, ".kwf"),
         filter("OpenRaster", {"ORA"}, ".ora"),
-        filter("Camera RAW",
+        filter(tr(tk::FILTER_CAMERA_RAW_STR),
                {"RAW", "CRW", "NEF", "CR2", "DNG", "ORF", "ARW", "ERF", "3FR", "DCR", "X3F", "MEF", "RAF", "MRW", "PEF",
                 "SR2"},
                ".raw"),
@@ -183,21 +187,23 @@ const std::vector<platform::FileFilter>& loadImageFilters() {
 }
 
 const std::vector<platform::FileFilter>& saveImageFilters() {
-    static const std::vector<platform::FileFilter> filters{
+    static std::vector<platform::FileFilter> filters;
+    filters = {
         filter("JPEG", {"JPG"}, ".jpg"),
         filter("PNG", {"PNG"}, ".png"),
         filter("TGA", {"TGA"}, ".tga"),
         filter("TIFF", {"TIF", "TIFF"}, ".tif"),
-        filter("Kestrelwing file (preserves layers)", {"KWF"}, ".kwf"),
+        filter(tr(tk::FILTER_LAYERED_FILE_STR), {"KWF"}, ".kwf"),
         filter("OpenRaster", {"ORA"}, ".ora"),
     };
     return filters;
 }
 
 const std::vector<platform::FileFilter>& processFilters() {
-    static const std::vector<platform::FileFilter> filters{
-        filter("Drawing process file", {"DPF"}, ".dpf"),
-        filter("Old DAT file", {"DAT"}, ".dat"),
+    static std::vector<platform::FileFilter> filters;
+    filters = {
+        filter(tr(tk::FILTER_PROCESS_FILE_STR), {"DPF"}, ".dpf"),
+        filter(tr(tk::FILTER_OLD_DAT_FILE_STR), {"DAT"}, ".dat"),
     };
     return filters;
 }
@@ -227,7 +233,7 @@ bool makeNewPicture(int width, int height, bool transparent) {
         gHistory.baseCount -= 1;
         gLayers.modificationCount += 1;
     }
-    gApp->imageName = "unnamed_image";
+    gApp->imageName = tr(tk::UNNAMED_IMAGE_STR);
     gApp->setTitle(gApp->imageName, "");
     return true;
 }
@@ -242,7 +248,7 @@ void newImage() {
     const int width = std::atoi(dialog->widthEdit->text().c_str());
     const int height = std::atoi(dialog->heightEdit->text().c_str());
     const bool transparent = dialog->transparent->checked;
-    if (width < 1 || height < 1) gApp->showMessage("please specify new canvas size");
+    if (width < 1 || height < 1) gApp->showMessage("%s", tr(tk::PLEASE_SPECIFY_NEW_CANVAS_SIZE_STR).c_str());
     else makeNewPicture(width, height, transparent);
     fitToWindow(gPainter);
 }
@@ -251,8 +257,8 @@ void loadImage() {
     FlowGuard guard;
     if (!guard || !unsavedWorkHandled()) return;
     ChosenPath chosen;
-    if (!chooseFile(false, loadImageFilters(), chosen, "", "Load image:")) return;
-    gApp->showMessage("LOADING..");
+    if (!chooseFile(false, loadImageFilters(), chosen, "", tr(tk::LOAD_IMAGE_STR))) return;
+    gApp->showMessage("%s", tr(tk::LOADING_STR).c_str());
     if (chosen.extension == ".kwf") {
         DocumentTarget doc = document(true);
         if (!openLayeredImage(chosen.path, doc)) return;
@@ -286,8 +292,8 @@ void loadProcess(bool askAboutChanges) {
     if (!guard) return;
     if (askAboutChanges && !unsavedWorkHandled()) return;
     ChosenPath chosen;
-    if (!chooseFile(false, processFilters(), chosen, "", "Load drawing process:")) return;
-    gApp->showMessage("LOADING..");
+    if (!chooseFile(false, processFilters(), chosen, "", tr(tk::LOAD_DRAWING_PROCESS_STR))) return;
+    gApp->showMessage("%s", tr(tk::LOADING_STR).c_str());
     if (openFile(chosen.path, mainloop::pumpUntil)) storeCurrentDirectory();
 }
 
@@ -300,8 +306,8 @@ void saveImage() {
     FlowGuard guard;
     if (!guard) return;
     ChosenPath chosen;
-    if (!chooseFile(true, saveImageFilters(), chosen, gApp->imageName, "Save image as:")) return;
-    gApp->showMessage("saving..");
+    if (!chooseFile(true, saveImageFilters(), chosen, gApp->imageName, tr(tk::SAVE_IMAGE_AS_STR))) return;
+    gApp->showMessage("%s", tr(tk::SAVING_STR).c_str());
     setTitleFromPath(chosen.shown);
     const std::string path = nextFreeName(chosen.path);
     const std::string shown = utf8ToLatin1(path);
@@ -312,14 +318,14 @@ void saveImage() {
     // The layered file holds the document: written here, at once.
     DocumentTarget doc = document(false);
     const bool saved = chosen.extension == ".ora" ? ora::saveImage(path, doc) : saveLayeredImage(path, doc);
-    if (saved) gApp->showMessage("image saved\nat location: \"%s\"", shown.c_str());
-    else gApp->showMessage("unable to save image");
+    if (saved) gApp->showMessage("%s", loc::fillText(tr(tk::IMAGE_SAVED_AT_LOCATION_S_STR), {shown}).c_str());
+    else gApp->showMessage("%s", tr(tk::UNABLE_TO_SAVE_IMAGE_STR).c_str());
 }
 
 void quickSave() {
     FlowGuard guard;
     if (!guard) return;
-    const std::string name = gApp->imageName.empty() ? std::string("unnamed_image") : gApp->imageName;
+    const std::string name = gApp->imageName.empty() ? tr(tk::UNNAMED_IMAGE_STR) : gApp->imageName;
     std::error_code ec;
     const fs::path folder = fs::current_path(ec);
     const std::string path = nextFreeName((folder / (platform::latin1ToUtf8(name) + ".png")).string());
@@ -349,7 +355,7 @@ void offerRecoveryOnce() {
     // Nothing to offer when the crashed run never wrote an autosave.
     if (fs::exists(last, ec)) {
         FlowGuard guard;
-        if (guard && confirmBox("Load last autosaved file?", "Yes") == kDialogOk) openFile(last, mainloop::pumpUntil);
+        if (guard && confirmBox(tr(tk::LOAD_LAST_AUTOSAVED_FILE_STR), tr(tk::YES_STR)) == kDialogOk) openFile(last, mainloop::pumpUntil);
     }
     // The file of the crashed run stays: this run writes a new one.
     gApp->autosavePath = nextFreeName(path);
@@ -359,7 +365,7 @@ void dropFile(const std::string& path, int x, int y) {
     if (!acceptDropNow()) return;
     FlowGuard guard;
     if (!guard) return;
-    if (confirmBox("Warning!\nCurrent work will be lost!", "Continue") != kDialogOk) return;
+    if (confirmBox(tr(tk::WARNING_CURRENT_WORK_WILL_BE_L_STR), tr(tk::CONTINUE_BTN_STR)) != kDialogOk) return;
     // On the visible reference view the picture becomes the reference.
     if (referenceViewTakesDrop(path, x, y)) return;
     openFile(path, mainloop::pumpUntil);

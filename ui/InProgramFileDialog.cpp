@@ -17,6 +17,7 @@
 #include "widgets/GlFont.h"
 #include "widgets/ScrollWidgets.h"
 #include "widgets/TextWidget.h"
+#include "core/Localisation.h"
 
 namespace fs = std::filesystem;
 
@@ -72,16 +73,16 @@ public:
             }
         };
         add(grid);
-        add(std::make_shared<TextWidget>(10, 80, "Name:", 0), true);
+        add(std::make_shared<TextWidget>(10, 80, tr(tk::FILE_NAME_LABEL_STR), 0), true);
         name = std::make_shared<NameEdit>(70, 72, 500, 26, 255, 0, utf8ToLatin1(request.name));
         name->onEnter = [d] { d->tryAccept(); };
         add(name);
-        add(std::make_shared<TextWidget>(10, 48, "Type:", 0), true);
+        add(std::make_shared<TextWidget>(10, 48, tr(tk::FILE_TYPE_LABEL_STR), 0), true);
         filters = std::make_shared<ComboWidget>(70, 44, 500, 0, [d](int) { d->pendingFolder = d->folder; });
         for (const auto& f : request.filters) filters->addItem(filterLabel(f));
         filters->selected = request.filters.empty() ? -1 : 0;
         add(filters);
-        addCancelAndAccept(*this, "OK", [d] { d->tryAccept(); });
+        addCancelAndAccept(*this, tr(tk::OK_BTN_STR), [d] { d->tryAccept(); });
         name->setFocused(true);
         fill();
     }
@@ -132,7 +133,8 @@ public:
 private:
     static std::string filterLabel(const platform::FileFilter& f) {
         // The patterns of long lists would not fit the field: the label says enough.
-        return f.names.size() > 4 ? f.label : platform::filterText(f);
+        // Filter texts are UTF-8; the widgets show Latin-1.
+        return utf8ToLatin1(f.names.size() > 4 ? f.label : platform::filterText(f));
     }
 
     void enter(const std::string& target) {
@@ -192,7 +194,7 @@ std::weak_ptr<Dialog> gOpenDialog;
 
 platform::FileDialogAnswer InProgramFileDialog::run(const platform::FileDialogRequest& request) {
     const std::string title =
-        !request.title.empty() ? utf8ToLatin1(request.title) : request.forSaving ? "Save file:" : "Open file:";
+        !request.title.empty() ? utf8ToLatin1(request.title) : tr(request.forSaving ? tk::SAVE_FILE_TITLE_STR : tk::OPEN_FILE_TITLE_STR);
     auto dialog = std::make_shared<FileBrowserDialog>(request, title);
     dialog->build();
     gOpenDialog = dialog;
@@ -203,9 +205,9 @@ platform::FileDialogAnswer InProgramFileDialog::run(const platform::FileDialogRe
         std::error_code ec;
         // Replacing a file is a question of its own, as on every desktop.
         if (request.forSaving && fs::exists(dialog->chosenPath, ec) &&
-            confirmBox("\"" + utf8ToLatin1(fs::path(dialog->chosenPath).filename().string()) +
-                           "\" already exists.\nReplace it?",
-                       "Replace") != kDialogOk) {
+            confirmBox(loc::fillText(tr(tk::FILE_EXISTS_REPLACE_STR),
+                                     {utf8ToLatin1(fs::path(dialog->chosenPath).filename().string())}),
+                       tr(tk::REPLACE_BTN_STR)) != kDialogOk) {
             dialog = std::make_shared<FileBrowserDialog>(request, title);
             dialog->build();
             gOpenDialog = dialog;

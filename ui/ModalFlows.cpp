@@ -6,6 +6,7 @@
 #include "core/PaintingApplication.h"
 #include "ui/ReplaySession.h"
 #include "widgets/Dialog.h"
+#include "core/Localisation.h"
 
 namespace {
 bool gExitQuestion = false;
@@ -37,13 +38,13 @@ void onWindowCloseRequest() {
 void askToExit() {
     if (gExitQuestion) return;
     gExitQuestion = true;
-    const int answer = confirmBox("Exit?", "Exit");
+    const int answer = confirmBox(tr(tk::EXIT_QUESTION_STR), tr(tk::EXIT_BTN_STR));
     gExitQuestion = false;
     if (answer == kDialogOk) gExitRoutine();
 }
 
 bool acceptDropNow() {
     if (dialogStackSize() == 0) return true;
-    gApp->showMessage("close the dialog before dropping a file");
+    gApp->showMessage("%s", tr(tk::CLOSE_DIALOG_BEFORE_DROP_STR).c_str());
     return false;
 }

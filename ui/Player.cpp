@@ -18,6 +18,7 @@
 #include "widgets/Slider.h"
 #include "widgets/TextWidget.h"
 #include "widgets/Widget.h"
+#include "core/Localisation.h"
 
 namespace {
 constexpr int kEsc = 27;
@@ -47,16 +48,16 @@ void Player::buildControls() {
     overlay = std::make_shared<GroupWidget>(0, 0, 0, kStripHeight);
     overlay->drawBackground = true;
     controls->add(overlay);
-    playButton = std::make_shared<ButtonWidget>(10, 10, 80, 30, "Play", 0, [this](Widget*) {
+    playButton = std::make_shared<ButtonWidget>(10, 10, 80, 30, tr(tk::PLAY_STR), 0, [this](Widget*) {
         if (paused) resume();
         else pause();
     });
     exitButton =
-        std::make_shared<ButtonWidget>(0, 10, 110, 30, "Exit replay", 0, [this](Widget*) { requestStop(); });
-    seekSlider = std::make_shared<SeekSlider>(100, 15, 200, 20, "Seek");
+        std::make_shared<ButtonWidget>(0, 10, 110, 30, tr(tk::EXIT_REPLAY_STR), 0, [this](Widget*) { requestStop(); });
+    seekSlider = std::make_shared<SeekSlider>(100, 15, 200, 20, tr(tk::SEEK_STR));
     seekSlider->minValue = 0;
     seekSlider->maxValue = std::max(1, stepper.count());
-    escLabel = std::make_shared<TextWidget>(0, 20, "[ESC] to exit replay", 0, kWhite);
+    escLabel = std::make_shared<TextWidget>(0, 20, tr(tk::ESC_TO_EXIT_REPLAY_STR), 0, kWhite);
     for (ButtonWidget* b : {playButton.get(), exitButton.get()})
         for (int i = 0; i < 4; ++i) b->textColor[i] = kWhite[i];
     overlay->add(playButton);
@@ -76,7 +77,7 @@ void Player::layoutControls(float windowWidth, float windowHeight) {
     overlay->width = windowWidth;
     // "Exit replay" sits 10 units from the bottom right corner, the hint left of it.
     exitButton->relX = static_cast<float>(w - gap - static_cast<int>(exitButton->width));
-    const int labelWidth = textWidth(gFontGui.get(), "[ESC] to exit replay");
+    const int labelWidth = textWidth(gFontGui.get(), tr(tk::ESC_TO_EXIT_REPLAY_STR));
     escLabel->relX = exitButton->relX - static_cast<float>(gap + labelWidth);
     const int sliderLeft = static_cast<int>(seekSlider->relX);
     seekSlider->width = static_cast<float>(std::max(20, static_cast<int>(escLabel->relX) - 2 * gap - sliderLeft));
@@ -109,7 +110,7 @@ bool Player::begin() {
     }
     if (host.fitView) host.fitView();
     resume();
-    if (host.notify) host.notify("replay of drawing process..");
+    if (host.notify) host.notify(tr(tk::REPLAY_OF_DRAWING_PROCESS_STR).c_str());
     return true;
 }
 
@@ -121,12 +122,12 @@ void Player::settleCounters() {
 }
 
 void Player::pause() {
-    playButton->setLabel("Play");
+    playButton->setLabel(tr(tk::PLAY_STR));
     paused = true;
 }
 
 void Player::resume() {
-    playButton->setLabel("Pause");
+    playButton->setLabel(tr(tk::PAUSE_STR));
     paused = false;
 }
 
@@ -238,5 +239,5 @@ void Player::end() {
     InputDispatcher& dispatcher = InputDispatcher::instance();
     if (dispatcher.exclusive == this) dispatcher.exclusive = nullptr;
     if (hadPanels && host.setPanelsVisible) host.setPanelsVisible(true);
-    if (host.notify) host.notify("replay stopped");
+    if (host.notify) host.notify(tr(tk::REPLAY_STOPPED_STR).c_str());
 }

@@ -23,6 +23,7 @@
 #include "widgets/DrawHelpers.h"
 #include "widgets/GUI.h"
 #include "widgets/GlFont.h"
+#include "core/Localisation.h"
 
 std::shared_ptr<ReferenceView> gReferenceView;
 
@@ -64,7 +65,7 @@ ReferenceView::ReferenceView(int x, int width_, int height_, Canvas* canvas_) : 
     controlsGroup->drawBackground = true;
     controlsGroup->backgroundColor[0] = controlsGroup->backgroundColor[1] = controlsGroup->backgroundColor[2] = 0;
     controlsGroup->backgroundColor[3] = 0.5f;
-    flipButton = std::make_shared<ButtonWidget>(0, 100, 110, 30, "horizontal flip", 0,
+    flipButton = std::make_shared<ButtonWidget>(0, 100, 110, 30, tr(tk::HORIZONTAL_FLIP_STR), 0,
                                                 [this](Widget*) { flipped = !flipped; });
     flipButton->hAlign = HAlign::Centre;
     controlsGroup->add(flipButton);
@@ -186,10 +187,10 @@ void ReferenceView::draw(float opacity_) {
         const float top = relY + height;
         const float fontHeight = font.height;
         glColor4f(0.8f, 0.8f, 0.8f, a);
-        const char* title = "reference view";
+        const char* title = tr(tk::REFERENCE_VIEW_STR).c_str();
         printRaw(font, relX + width - 10 - static_cast<float>(textWidth(&font, title)), top - 5 - fontHeight, title);
         if (!texture.id()) {
-            const char* hint = "(drop image here)";
+            const char* hint = tr(tk::DROP_IMAGE_HERE_STR).c_str();
             printRaw(font, relX + (width - static_cast<float>(textWidth(&font, hint))) / 2,
                      relY + (height - fontHeight) / 2, hint);
         }
@@ -210,7 +211,7 @@ bool ReferenceView::setReferenceImage(const std::string& path) {
     GlTexture loaded;
     int32_t w = 0, h = 0, channels = 0;
     if (!loadTexture(path, loaded, w, h, channels) || w <= 0 || h <= 0) {
-        if (gApp) gApp->showMessage("the reference picture could not be read");
+        if (gApp) gApp->showMessage("%s", tr(tk::REFERENCE_PICTURE_UNREADABLE_STR).c_str());
         return false;
     }
     if (!fileflows::makeNewPicture(w, h, false)) return false;

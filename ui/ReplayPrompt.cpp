@@ -7,6 +7,7 @@
 #include "widgets/Dialog.h"
 #include "widgets/GUI.h"
 #include "widgets/GuiRoot.h"
+#include "core/Localisation.h"
 
 namespace {
 
@@ -20,9 +21,9 @@ std::weak_ptr<CheckBoxWidget> gAutopan;
 bool openReplayPrompt() {
     if (!gGui || replayPromptOpen() || activePlayer()) return false;
     // Wide enough for the title in the title font, so that it needs no widening.
-    auto dialog = std::make_shared<ReplayPromptDialog>(440, 170, "Start replay?");
+    auto dialog = std::make_shared<ReplayPromptDialog>(440, 170, tr(tk::START_REPLAY_STR));
     auto autopan = std::make_shared<CheckBoxWidget>(0, 50, 16, false, std::function<void()>{}, std::function<void()>{});
-    autopan->label = "Autopan & zoom";
+    autopan->label = tr(tk::AUTOPAN_AND_ZOOM_STR);
     autopan->vAlign = VAlign::Bottom;
     dialog->add(autopan);
     addCancelAndAccept(*dialog)->setFocused(true);

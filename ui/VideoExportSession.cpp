@@ -17,6 +17,7 @@
 #include "core/VideoExport.h"
 #include "history/History.h"
 #include "platform/Clock.h"
+#include "platform/ErrorBox.h"
 #include "ui/FileChooser.h"
 #include "ui/ReplaySession.h"
 #include "widgets/ButtonWidget.h"
@@ -27,6 +28,7 @@
 #include "widgets/GlFont.h"
 #include "widgets/GuiRoot.h"
 #include "widgets/TextWidget.h"
+#include "core/Localisation.h"
 
 namespace {
 constexpr int kEsc = 27;
@@ -90,30 +92,33 @@ void endSession(bool aborted) {
     if (dispatcher.exclusive == &session->listener) dispatcher.exclusive = nullptr;
     if (aborted) {
         session->job.abort();
-        gApp->showMessage("video export aborted");
+        gApp->showMessage("%s", tr(tk::VIDEO_EXPORT_ABORTED_STR).c_str());
     } else if (session->job.finish()) {
-        gApp->showMessage("video export done");
+        gApp->showMessage("%s", tr(tk::VIDEO_EXPORT_DONE_STR).c_str());
         std::printf("video written to %s\n", session->path.c_str());
         std::fflush(stdout);
     } else {
-        gApp->showMessage("video export failed: %s", session->job.error().c_str());
+        // The reason is the encoder's own, in English.
+        gApp->showMessage("%s", loc::fillText(tr(tk::VIDEO_EXPORT_FAILED_S_STR), {session->job.error()}).c_str());
     }
     leaveBusy();
 }
 
-std::shared_ptr<TextWidget> caption(int x, int y, const char* text) {
+std::shared_ptr<TextWidget> caption(int x, int y, const std::string& text) {
     return std::make_shared<TextWidget>(x, y, text);
 }
 } // namespace
 
 std::string videoExportTarget(io::VideoContainer container) {
     const bool avi = container == io::VideoContainer::Avi;
-    const platform::FileFilter filter{avi ? "AVI file" : "MP4 file", {avi ? "AVI" : "MP4"}, avi ? ".avi" : ".mp4"};
+    const platform::FileFilter filter{platform::latin1ToUtf8(tr(avi ? tk::FILTER_AVI_FILE_STR : tk::FILTER_MP4_FILE_STR)),
+                                      {avi ? "AVI" : "MP4"},
+                                      avi ? ".avi" : ".mp4"};
     std::string initial = std::filesystem::path(gApp->imageName).filename().string();
-    if (initial.empty()) initial = "timelapse";
+    if (initial.empty()) initial = tr(tk::VIDEO_FILE_NAME_STR);
     initial = std::filesystem::path(initial).replace_extension(filter.extension).string();
     ChosenPath chosen;
-    if (!chooseFile(true, {filter}, chosen, initial, "Export video as:")) return {};
+    if (!chooseFile(true, {filter}, chosen, initial, tr(tk::EXPORT_VIDEO_AS_STR))) return {};
     // The container decides the format, so the name carries its extension.
     if (chosen.extension != filter.extension) chosen.path += filter.extension;
     return chosen.path;
@@ -129,13 +134,15 @@ bool startVideoExport(const std::string& path, int format, io::VideoContainer co
     session->job.setWatermark(gApp->authorName, gFontGui.get());
     if (!session->job.start(path, format, container)) {
         std::fprintf(stderr, "video export: %s\n", session->job.error().c_str());
-        gApp->showMessage("command aborted");
+        gApp->showMessage("%s", tr(tk::COMMAND_ABORTED_STR).c_str());
         return false;
     }
     gSession = std::move(session);
     enterBusy(gSession->job.count());
     InputDispatcher::instance().exclusive = &gSession->listener;
-    gApp->showMessage("exporting video..[ESC] to abort, format = %d", format);
+    // The format index follows the text, as it always has.
+    const std::string started = tr(tk::EXPORTING_VIDEO_ESC_TO_ABORT_STR) + ", format = " + std::to_string(format);
+    gApp->showMessage("%s", started.c_str());
     return true;
 }
 
@@ -164,23 +171,23 @@ void abortVideoExport() { endSession(true); }
 
 bool openVideoExportDialog() {
     if (!gGui || gSession || activePlayer() || videoOptionsDialog()) return false;
-    auto dialog = std::make_shared<VideoOptionsDialog>(440, 250, "Video options");
+    auto dialog = std::make_shared<VideoOptionsDialog>(440, 250, tr(tk::VIDEO_OPTIONS_STR));
     auto format = std::make_shared<ComboWidget>(160, 150, 150);
     for (const io::VideoFormat& f : io::kVideoFormats) format->addItem(f.label);
     format->selected = gLastFormat;
     auto container = std::make_shared<ComboWidget>(160, 120, 150);
-    container->addItem("AVI (MPEG-4)");
-    container->addItem("MP4 (H.264)");
+    container->addItem(tr(tk::VIDEO_CONTAINER_AVI_STR));
+    container->addItem(tr(tk::VIDEO_CONTAINER_MP4_STR));
     container->selected = gLastContainer;
-    auto author = std::make_shared<EditControl>(160, 88, 200, 22, 64, 0, "", false, "(author name)");
+    auto author = std::make_shared<EditControl>(160, 88, 200, 22, 64, 0, "", false, tr(tk::AUTHOR_NAME_STR).c_str());
     auto codecs = std::make_shared<CheckBoxWidget>(0, 45, 16, gShowCodecs, std::function<void()>{},
                                                    std::function<void()>{});
-    codecs->label = "Show codecs\ndialog";
-    dialog->add(caption(0, 153, "Video format"));
+    codecs->label = tr(tk::SHOW_CODECS_DIALOG_STR);
+    dialog->add(caption(0, 153, tr(tk::VIDEO_FORMAT_STR)));
     dialog->add(format);
-    dialog->add(caption(0, 123, "Container"));
+    dialog->add(caption(0, 123, tr(tk::VIDEO_CONTAINER_STR)));
     dialog->add(container);
-    dialog->add(caption(0, 91, "Author:"));
+    dialog->add(caption(0, 91, tr(tk::AUTHOR_STR)));
     dialog->add(author);
     dialog->add(codecs);
     addCancelAndAccept(*dialog)->setFocused(true);

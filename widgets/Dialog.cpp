@@ -16,6 +16,7 @@
 #include "widgets/GlFont.h"
 #include "widgets/GuiRoot.h"
 #include "widgets/LayoutManager.h"
+#include "core/Localisation.h"
 
 namespace {
 constexpr int kTab = 9, kEsc = 27, kLeft = 356, kRight = 358;
@@ -285,7 +286,7 @@ void setModalStartHook(std::function<void()> hook) { gModalStartHook = std::move
 
 namespace {
 struct ButtonSpec {
-    const char* label;
+    int32_t label; // text key
     int offsetX;
     void (Dialog::*slot)();
 };
@@ -296,7 +297,7 @@ int runBox(int w, int h, const std::string& text, std::initializer_list<ButtonSp
     std::shared_ptr<ButtonWidget> last;
     for (const ButtonSpec& b : buttons) {
         auto slot = b.slot;
-        last = std::make_shared<ButtonWidget>(b.offsetX, 0, 110, 30, b.label, 0, [d, slot](Widget*) { (d->*slot)(); });
+        last = std::make_shared<ButtonWidget>(b.offsetX, 0, 110, 30, tr(b.label), 0, [d, slot](Widget*) { (d->*slot)(); });
         last->hAlign = HAlign::Right;
         last->vAlign = VAlign::Bottom;
         dialog->add(last);
@@ -306,7 +307,7 @@ int runBox(int w, int h, const std::string& text, std::initializer_list<ButtonSp
 }
 } // namespace
 
-int messageBox(const std::string& text) { return runBox(300, 200, text, {{"OK", 0, &Dialog::accept}}); }
+int messageBox(const std::string& text) { return runBox(300, 200, text, {{tk::OK_BTN_STR, 0, &Dialog::accept}}); }
 
 int EnterAcceptsDialog::onKey(int key, int x, int y) {
     if (focused && key == 13) {
@@ -320,8 +321,8 @@ std::shared_ptr<ButtonWidget> addCancelAndAccept(Dialog& dialog, const std::stri
                                                  std::function<void()> onAccept) {
     Dialog* d = &dialog; // the buttons live inside the dialog
     if (!onAccept) onAccept = [d] { d->accept(); };
-    auto cancel = std::make_shared<ButtonWidget>(0, 0, 110, 30, "Cancel", 0, [d](Widget*) { d->cancel(); });
-    auto accept = std::make_shared<ButtonWidget>(-120, 0, 110, 30, acceptLabel, 0,
+    auto cancel = std::make_shared<ButtonWidget>(0, 0, 110, 30, tr(tk::CANCEL_BTN_STR), 0, [d](Widget*) { d->cancel(); });
+    auto accept = std::make_shared<ButtonWidget>(-120, 0, 110, 30, acceptLabel.empty() ? tr(tk::OK_BTN_STR) : acceptLabel, 0,
                                                  [onAccept = std::move(onAccept)](Widget*) { onAccept(); });
     for (const auto& b : {cancel, accept}) {
         b->hAlign = HAlign::Right;
@@ -339,5 +340,5 @@ int confirmBox(const std::string& text, const std::string& acceptLabel) {
 
 int yesNoCancelBox(const std::string& text) {
     return runBox(400, 150, text,
-                  {{"Cancel", 0, &Dialog::cancel}, {"No", -120, &Dialog::no}, {"Yes", -240, &Dialog::yes}});
+                  {{tk::CANCEL_BTN_STR, 0, &Dialog::cancel}, {tk::NO_STR, -120, &Dialog::no}, {tk::YES_STR, -240, &Dialog::yes}});
 }

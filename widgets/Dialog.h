@@ -102,8 +102,9 @@ public:
 class ButtonWidget;
 // The pair most dialogs end with: "Cancel" in the bottom right corner and the
 // accepting button left of it (110 by 30 each). onAccept defaults to
-// accept(); the accepting button is returned (to give it the focus).
-std::shared_ptr<ButtonWidget> addCancelAndAccept(Dialog& dialog, const std::string& acceptLabel = "OK",
+// accept(); the accepting button is returned (to give it the focus). An
+// empty acceptLabel stands for the text of "OK".
+std::shared_ptr<ButtonWidget> addCancelAndAccept(Dialog& dialog, const std::string& acceptLabel = {},
                                                  std::function<void()> onAccept = {});
 
 int messageBox(const std::string& text);

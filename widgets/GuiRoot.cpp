@@ -12,6 +12,7 @@
 #include "platform/ErrorBox.h"
 #include "widgets/GUI.h"
 #include "widgets/GlFont.h"
+#include "core/Localisation.h"
 
 std::shared_ptr<GUI> gGui;
 
@@ -19,7 +20,7 @@ void createGuiRoot(RenderArea* windowRect) {
     try {
         loadGlobalFonts();
     } catch (const std::runtime_error& e) {
-        platform::showFatalError("ERROR", e.what());
+        platform::showFatalError(tr(tk::ERROR_STR), e.what());
         std::exit(1);
     }
     gGui = std::make_shared<GUI>(windowRect);

@@ -6,6 +6,7 @@
 // Focus: each widget keeps its own `focused` flag. Only a press moves it
 // (inside sets it, outside clears it); a focused widget keeps receiving drags
 // after the pointer leaves it.
+#include <atomic>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -19,11 +20,30 @@ enum class HAlign : int32_t { Left = 0, Centre = 1, Right = 2, Stretch = 3 };
 // y grows upward, so Top is the large-y end.
 enum class VAlign : int32_t { Top = 0, Centre = 1, Bottom = 2, Stretch = 3 };
 
+// Counts the widgets alive (made, copied, not yet destroyed), so that a test
+// can see that throwing the interface away frees all of it. One increment and
+// one decrement a widget (relaxed: widgets live on the main thread, the
+// atomic only keeps a stray worker-made widget from being a data race).
+class WidgetLiveCount {
+public:
+    WidgetLiveCount() { count_.fetch_add(1, std::memory_order_relaxed); }
+    WidgetLiveCount(const WidgetLiveCount&) { count_.fetch_add(1, std::memory_order_relaxed); }
+    WidgetLiveCount& operator=(const WidgetLiveCount&) { return *this; }
+    ~WidgetLiveCount() { count_.fetch_sub(1, std::memory_order_relaxed); }
+    static int count() { return count_.load(std::memory_order_relaxed); }
+
+private:
+    static inline std::atomic<int> count_{0};
+};
+
 class Widget : public InputListener {
 public:
     // x, y, width, height in 96-dpi units; id 0 means unnamed.
     Widget(int x, int y, int width, int height, int32_t id = 0);
     ~Widget() override = default;
+
+    // Widgets alive in the whole program.
+    static int liveCount() { return WidgetLiveCount::count(); }
 
     int onMouseButton(int button, int state, int x, int y, bool fromPen) override;
     int onMouseMove(int x, int y, bool fromPen) override;
@@ -63,6 +83,7 @@ public:
     HAlign hAlign = HAlign::Left;
     VAlign vAlign = VAlign::Bottom;
     CompositeWidget* parent = nullptr; // not owning
+    [[no_unique_address]] WidgetLiveCount liveCounter;
 
 protected:
     // Hit test and focus update of a press; returns pointerInside.

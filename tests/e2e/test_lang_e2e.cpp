@@ -180,3 +180,69 @@ TEST(LangE2E, ARebindingRunsTheNewKeyRefusesAConflictAndSurvivesARestart) {
     pressAndWait(app, "m");
     EXPECT_EQ(count(app.output(), kNewLayerMessage), 1) << app.output();
 }
+
+// ---- the program in German and French ------------------------------------------------
+
+namespace {
+// Settings of a program that already ran (so the factory reset of a first run
+// leaves them), in this language and window size.
+void presetLanguage(AppSession& app, const std::string& code, int width, int height) {
+    fs::create_directories(app.settingsFolder() + "/Kestrelwing");
+    std::ofstream(app.settingsFolder() + "/Kestrelwing/settings.ini", std::ios::binary)
+        << "[Software\\Kestrelwing]\nAPP_VER=3.6.4.0\nAPP_CODE=1\nAPP_LANGUAGE=" << code
+        << "\nAPP_WINDOW_SIZE=" << width << "," << height << "\n";
+}
+} // namespace
+
+TEST(LangE2E, StartsInTheLanguageItWasLeftIn) {
+    AppSession app;
+    presetLanguage(app, "DEU", 1024, 700);
+    ASSERT_TRUE(app.start()) << app.output();
+    app.moveMouse(app.windowWidth() / 2, app.windowHeight() / 2 + 200);
+    app.waitFrames(5);
+    // The eraser announces itself on the status line, which the terminal gets too (UTF-8).
+    app.xdotool("key e");
+    EXPECT_TRUE(waitForOutput(app, "Radierer aktiv", 5000)) << app.output();
+    EXPECT_EQ(app.output().find("eraser active"), std::string::npos) << app.output();
+    // The settings stay as they were: the language was read, not reset.
+    EXPECT_NE(settingsText(app).find("APP_LANGUAGE=DEU"), std::string::npos) << settingsText(app);
+}
+
+// Screens to look at in each language: the tool bar with the bucket's options
+// strip, the settings dialog, the help dialog and a question box.
+TEST(LangE2E, ScreensInGermanAndFrench) {
+    for (const std::string code : {"DEU", "FRA"}) {
+        SCOPED_TRACE(code);
+        AppSession app;
+        presetLanguage(app, code, 1240, 1000);
+        ASSERT_TRUE(app.start()) << app.output();
+        app.moveMouse(app.windowWidth() / 2, app.windowHeight() / 2 + 200);
+        app.waitFrames(5);
+        const Screenshot plain = app.screenshot();
+        // The bucket fill (f) fills the options strip across the top.
+        app.xdotool("key f");
+        const Screenshot strip = app.screenshotWhen(
+            [&](const Screenshot& s) { return differingPixels(plain, s, 200, 0, 1000, 50) > 2000; });
+        EXPECT_GT(differingPixels(plain, strip, 200, 0, 1000, 50), 2000) << "the options strip shows";
+        ASSERT_TRUE(strip.savePng(artefactPath("lang_" + code + "_main.png")));
+
+        const Screenshot settings = keyAndWaitForChange(app, "F12", 400, 400, 800, 600, 20000);
+        EXPECT_GT(differingPixels(strip, settings, 400, 400, 800, 600), 20000) << "the settings dialog shows";
+        ASSERT_TRUE(settings.savePng(artefactPath("lang_" + code + "_settings.png")));
+        app.xdotool("key Escape");
+        app.waitFrames(30);
+
+        const Screenshot help = keyAndWaitForChange(app, "F1", 300, 300, 900, 700, 20000);
+        EXPECT_GT(differingPixels(strip, help, 300, 300, 900, 700), 20000) << "the help dialog shows";
+        ASSERT_TRUE(help.savePng(artefactPath("lang_" + code + "_help.png")));
+        app.xdotool("key Escape");
+        app.waitFrames(30);
+
+        // Esc on the canvas asks whether to quit.
+        const Screenshot box = keyAndWaitForChange(app, "Escape", 450, 400, 800, 600, 5000);
+        EXPECT_GT(differingPixels(strip, box, 450, 400, 800, 600), 5000) << "the question box shows";
+        ASSERT_TRUE(box.savePng(artefactPath("lang_" + code + "_question.png")));
+        app.xdotool("key Escape");
+        app.waitFrames(10);
+    }
+}
