@@ -255,6 +255,13 @@ const std::vector<DefaultText>& defaultTexts() {
         {"USED_LIBRARIES_LICENSES_STR", "Used libraries licenses"},
         {"OPENER_MISSING_STR", "unable to open \"%s\":\nno desktop opener (%s) is installed"},
         {"OPENER_FAILED_STR", "no application could open \"%s\""},
+        // The colour widget's channel letters.
+        {"COLOR_RED_LETTER", "R"},
+        {"COLOR_GREEN_LETTER", "G"},
+        {"COLOR_BLUE_LETTER", "B"},
+        {"COLOR_HUE_LETTER", "H"},
+        {"COLOR_SATURATION_LETTER", "S"},
+        {"COLOR_VALUE_LETTER", "V"},
     };
     return table;
 }

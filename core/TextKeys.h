@@ -258,4 +258,12 @@ inline constexpr int32_t USED_LIBRARIES_LICENSES_STR = keys::keyHash("USED_LIBRA
 inline constexpr int32_t OPENER_MISSING_STR = keys::keyHash("OPENER_MISSING_STR");
 inline constexpr int32_t OPENER_FAILED_STR = keys::keyHash("OPENER_FAILED_STR");
 
+// The colour widget's channel letters.
+inline constexpr int32_t COLOR_RED_LETTER = keys::keyHash("COLOR_RED_LETTER");
+inline constexpr int32_t COLOR_GREEN_LETTER = keys::keyHash("COLOR_GREEN_LETTER");
+inline constexpr int32_t COLOR_BLUE_LETTER = keys::keyHash("COLOR_BLUE_LETTER");
+inline constexpr int32_t COLOR_HUE_LETTER = keys::keyHash("COLOR_HUE_LETTER");
+inline constexpr int32_t COLOR_SATURATION_LETTER = keys::keyHash("COLOR_SATURATION_LETTER");
+inline constexpr int32_t COLOR_VALUE_LETTER = keys::keyHash("COLOR_VALUE_LETTER");
+
 } // namespace tk
