@@ -346,6 +346,12 @@ void Canvas::setColor(brush::Rgb rgb) {
     colorHsv[0] = hsv.h, colorHsv[1] = hsv.s, colorHsv[2] = hsv.v;
 }
 
+void Canvas::setColorHsv(brush::Hsv hsv) {
+    const brush::Rgb rgb = brush::hsvToRgb(hsv);
+    color[0] = rgb.r, color[1] = rgb.g, color[2] = rgb.b;
+    colorHsv[0] = hsv.h, colorHsv[1] = hsv.s, colorHsv[2] = hsv.v;
+}
+
 void Canvas::beginStroke(float x, float y) {
     if (builder.strokeEnded() || !history || !surfacesMade) return;
     selectBrushSlot(gWantedMode);

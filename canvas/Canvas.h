@@ -187,10 +187,14 @@ public:
     std::array<Brush, 2> toolBrushes;
     Brush brush;
     // The current colour, and the same as hue, saturation and value, which
-    // the colour dynamics start from. Write both through setColor only.
+    // the colour dynamics start from. Write both through one of the setters
+    // only: setColor for colours that come as RGB (picker, files), setColorHsv
+    // for the colour selector's, which keeps the hue it is given (a grey keeps
+    // the hue the ring shows while the user drags its value).
     float color[3] = {0, 0, 0};
     float colorHsv[3] = {0, 0, 0}; // hue in degrees, saturation, value
     void setColor(brush::Rgb rgb);
+    void setColorHsv(brush::Hsv hsv);
     brush::Rgb currentColor() const { return {color[0], color[1], color[2]}; }
     bool selectionActive = false;
     int currentSurface = 0;

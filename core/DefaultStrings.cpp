@@ -341,6 +341,13 @@ const std::vector<DefaultText>& defaultTexts() {
         {"VIDEO_CONTAINER_STR", "Container"},
         {"LOADING_ABORTED_STR", "Loading aborted"},
         {"MAXIMUM_SIZE_SUPPORTED_DXD_STR", "maximum size supported:\n[%d x %d]"},
+        // The colour widget's channel letters.
+        {"COLOR_RED_LETTER", "R"},
+        {"COLOR_GREEN_LETTER", "G"},
+        {"COLOR_BLUE_LETTER", "B"},
+        {"COLOR_HUE_LETTER", "H"},
+        {"COLOR_SATURATION_LETTER", "S"},
+        {"COLOR_VALUE_LETTER", "V"},
     };
     return table;
 }

@@ -344,4 +344,12 @@ inline constexpr int32_t BRUSHDLG_REMOVE_PRESET_STR = keys::keyHash("BRUSHDLG_RE
 inline constexpr int32_t BRUSHDLG_PRESET_NAME_STR = keys::keyHash("BRUSHDLG_PRESET_NAME_STR"); // Preset name
 inline constexpr int32_t BRUSHDLG_NO_PRESET_SELECTED_STR = keys::keyHash("BRUSHDLG_NO_PRESET_SELECTED_STR"); // No preset is selected
 inline constexpr int32_t BRUSHDLG_CONFIRM_PRESET_DELETION_STR = keys::keyHash("BRUSHDLG_CONFIRM_PRESET_DELETION_STR"); // Confirm deletion of preset\n'%s'?
+// The colour widget's channel letters.
+inline constexpr int32_t COLOR_RED_LETTER = keys::keyHash("COLOR_RED_LETTER");
+inline constexpr int32_t COLOR_GREEN_LETTER = keys::keyHash("COLOR_GREEN_LETTER");
+inline constexpr int32_t COLOR_BLUE_LETTER = keys::keyHash("COLOR_BLUE_LETTER");
+inline constexpr int32_t COLOR_HUE_LETTER = keys::keyHash("COLOR_HUE_LETTER");
+inline constexpr int32_t COLOR_SATURATION_LETTER = keys::keyHash("COLOR_SATURATION_LETTER");
+inline constexpr int32_t COLOR_VALUE_LETTER = keys::keyHash("COLOR_VALUE_LETTER");
+
 } // namespace tk

@@ -29,6 +29,8 @@
 #include "ui/ToolBar.h"
 #include "ui/VideoExportSession.h"
 #include "widgets/Animator.h"
+#include "widgets/ColorSelector.h"
+#include "widgets/ColorWidget.h"
 #include "widgets/CustomViewWidget.h"
 #include "widgets/Dialog.h"
 #include "widgets/GUI.h"
@@ -158,6 +160,12 @@ std::shared_ptr<Slider<T>> makeSlider(int x, int width, const char* label, T min
     return slider;
 }
 
+// The program's current colour as the colour widgets see it: the canvas's
+// two halves, written through its HSV setter.
+ColorRecordRef currentColorRecord() {
+    return {gCanvas.color, gCanvas.colorHsv, [](brush::Hsv c) { gCanvas.setColorHsv(c); }};
+}
+
 } // namespace
 
 std::shared_ptr<ToolBar> gToolBar;
@@ -168,6 +176,7 @@ std::shared_ptr<CustomViewWidget> gNavigator;
 std::shared_ptr<BrushPreviewWidget> gBrushPreview;
 std::shared_ptr<Slider<int>> gSizeSlider;
 std::shared_ptr<ImageButton> gToggleGuiButton;
+std::shared_ptr<ColorSelector> gColorSelector;
 
 bool interfaceTraceOn() {
     static const bool on = [] {
@@ -325,9 +334,17 @@ void buildInterface(bool withReferenceView) {
     gBottomGroup->add(makeSlider<float>(300, 100, "Opacity", 0.1f, 1.0f, &gCanvas.brush.opacity));
     gBottomGroup->add(makeSlider<float>(450, 100, "Hardness", 0.0f, 1.0f, &gCanvas.brush.hardness));
 
-    // 9.-10. The colour selector and the colour boxes of the right column (and
-    // the HUD's colour selector) are not part of the interface yet: their
-    // slots stay empty.
+    // 9. The colour selector: one object in the right column and in the HUD,
+    // so both show and edit the same colour. Placed by its centre.
+    gColorSelector = std::make_shared<ColorSelector>(150, 150, currentColorRecord());
+    gRightGroup->add(gColorSelector);
+    gHudGroup->add(gColorSelector);
+    gLayoutManager.place(4, 4, 2, 3, -73, -10, gColorSelector);
+
+    // 10. The colour and its numbers.
+    auto colorNumbers = std::make_shared<ColorWidget>(5, 5, 35, 20, currentColorRecord());
+    gRightGroup->add(colorNumbers);
+    gLayoutManager.place(3, 4, 2, 3, 10, 80, colorNumbers);
 
     // 11. The layers panel at the foot of the right column.
     auto layersPanel = std::make_shared<LayersWidget>(&gLayers, &gCanvas);
@@ -380,6 +397,7 @@ void rebuildInterface() {
     gNavigator.reset();
     gBrushPreview.reset();
     gSizeSlider.reset();
+    gColorSelector.reset();
     gToggleGuiButton.reset();
     for (const auto& group : {gBottomGroup, gRightGroup, gHudGroup}) group->children.clear();
     if (gToolOptionsBar) gToolOptionsBar->children.clear();
@@ -405,6 +423,10 @@ void openColourHud(int x, int y) {
     const float s = GuiScale;
     gBrushPreview->relX = static_cast<float>(x);
     gBrushPreview->relY = static_cast<float>(y) - 120 * s;
+    if (gColorSelector) {
+        gColorSelector->relX = static_cast<float>(x);
+        gColorSelector->relY = static_cast<float>(y);
+    }
     gSizeSlider->relX = static_cast<float>(x) - gSizeSlider->width / 2;
     gSizeSlider->relY = static_cast<float>(y) - 110 * s;
     InputDispatcher::instance().exclusive = gHudGroup.get();
@@ -422,4 +444,5 @@ void closeColourHud() {
     gHudGroup->setVisible(false);
     gLayoutManager.resetPositions();
     if (gSizeSlider) gSizeSlider->dragging = false;
+    if (gColorSelector) gColorSelector->pressing = false;
 }

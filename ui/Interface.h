@@ -16,6 +16,7 @@ class PaintingApplication;
 class ToolBar;
 class VisualMenu;
 class BrushPreviewWidget;
+class ColorSelector;
 template <typename T> class Slider;
 
 extern std::shared_ptr<ToolBar> gToolBar;
@@ -26,6 +27,8 @@ extern std::shared_ptr<CustomViewWidget> gNavigator;
 extern std::shared_ptr<BrushPreviewWidget> gBrushPreview;
 extern std::shared_ptr<Slider<int>> gSizeSlider;
 extern std::shared_ptr<ImageButton> gToggleGuiButton;
+// The colour ring and square: a child of both the right group and the HUD.
+extern std::shared_ptr<ColorSelector> gColorSelector;
 
 // The size slider's range: the largest brush the slider offers.
 inline constexpr int kSizeSliderMax = 500;

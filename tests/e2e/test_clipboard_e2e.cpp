@@ -69,11 +69,12 @@ Screenshot settled(AppSession& app, const std::string& name) {
     return s;
 }
 
-// Pixels of the pasted quarters (red, green or blue) on screen.
+// Pixels of the pasted quarters (red, green or blue) on screen, left of the
+// right column, whose colour ring is coloured all the time.
 int colouredPixels(const Screenshot& s) {
     int n = 0;
     for (int y = 100; y < s.height; ++y)
-        for (int x = 0; x < s.width; ++x) {
+        for (int x = 0; x < s.width - 170; ++x) {
             const uint8_t* p = s.at(x, y);
             n += (p[0] > 150 && p[1] < 100) || (p[1] > 150 && p[0] < 100) || (p[2] > 150 && p[0] < 100);
         }

@@ -25,9 +25,11 @@ struct Box {
     int x0 = 1 << 30, y0 = 1 << 30, x1 = -1, y1 = -1;
 };
 
+// Below the right column's colour selector and swatch (down to y 240), which
+// show red too.
 Box redBox(const Screenshot& s) {
     Box b;
-    for (int y = 0; y < s.height; ++y)
+    for (int y = 250; y < s.height; ++y)
         for (int x = 0; x < s.width; ++x)
             if (isRed(s.at(x, y))) {
                 b.x0 = std::min(b.x0, x), b.y0 = std::min(b.y0, y);
