@@ -14,6 +14,7 @@
 #include "io/AbrFile.h"
 #include "tests/fuzz/AbrBytes.h"
 #include "TestPaths.h"
+#include "support/TestFiles.h"
 
 namespace fs = std::filesystem;
 using abrbytes::Bytes;
@@ -21,30 +22,9 @@ using abrbytes::Sample;
 
 namespace {
 
-class TempDir {
-public:
-    TempDir() {
-        static int serial = 0;
-        path_ = fs::temp_directory_path() /
-                ("kw_abr_" + std::to_string(::getpid()) + "_" + std::to_string(++serial) + "_" +
-                 ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        fs::remove_all(path_);
-        fs::create_directories(path_);
-    }
-    ~TempDir() {
-        std::error_code ec;
-        fs::remove_all(path_, ec);
-    }
-    const fs::path& path() const { return path_; }
+using TempDir = testfiles::TempFolder;
 
-private:
-    fs::path path_;
-};
-
-void writeBytes(const fs::path& file, const Bytes& bytes) {
-    std::ofstream out(file, std::ios::binary);
-    out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-}
+using testfiles::writeFile;
 
 void expectBrush(const abr::Brush& b, const std::string& name, const Sample& s) {
     EXPECT_EQ(b.name, name);
@@ -339,10 +319,10 @@ TEST(AbrFile, ImportAppendsTipsAndRejectsWhatItCannotRead) {
     TempDir dir;
     const Sample a = abrbytes::sampled(8, 4, 1, true);
     const Sample b = abrbytes::sampled(3, 6, 2, false);
-    writeBytes(dir.path() / "set.abr", abrbytes::newForm(2, {a, b}));
+    writeFile(dir.path() / "set.abr", abrbytes::newForm(2, {a, b}));
     Bytes ten = abrbytes::oldForm(1, {a});
     ten[1] = 10;
-    writeBytes(dir.path() / "ten.abr", ten);
+    writeFile(dir.path() / "ten.abr", ten);
     BrushTipTable table;
     table.build({}, {});
     EXPECT_EQ(abr::importAbr(dir.path() / "set.abr", table), 0);
@@ -383,7 +363,7 @@ TEST(AbrFile, SetInTheUsersFolderGivesTipsAfterATableBuild) {
     }
     Sample named = abrbytes::sampled(5, 5, 1, true);
     named.name = u"Grainy";
-    writeBytes(dir.path() / "user" / "mine.abr", abrbytes::oldForm(2, {named, abrbytes::sampled(2, 3, 2, false)}));
+    writeFile(dir.path() / "user" / "mine.abr", abrbytes::oldForm(2, {named, abrbytes::sampled(2, 3, 2, false)}));
     BrushTipTable table;
     abr::installSetImporter(table);
     EXPECT_EQ(table.build(dir.path() / "factory", dir.path() / "user"), 5u);

@@ -14,30 +14,13 @@
 #include "brush/BrushPresets.h"
 #include "brush/BrushTips.h"
 #include "TestPaths.h"
+#include "support/TestFiles.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
-class TempDir {
-public:
-    TempDir() {
-        static int serial = 0;
-        path_ = fs::temp_directory_path() /
-                ("kw_presets_" + std::to_string(::getpid()) + "_" + std::to_string(++serial) + "_" +
-                 ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        fs::remove_all(path_);
-        fs::create_directories(path_);
-    }
-    ~TempDir() {
-        std::error_code ec;
-        fs::remove_all(path_, ec);
-    }
-    const fs::path& path() const { return path_; }
-
-private:
-    fs::path path_;
-};
+using TempDir = testfiles::TempFolder;
 
 void writeTipPng(const fs::path& file) {
     std::vector<uint8_t> px(4 * 4 * 4, 200);
@@ -54,10 +37,7 @@ void writeText(const fs::path& file, const std::string& text) {
     out << text;
 }
 
-std::string readText(const fs::path& file) {
-    std::ifstream in(file, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), {});
-}
+std::string readText(const fs::path& file) { return testfiles::fileText(file); }
 
 // A tip table of "no texture", "chalk" (1) and "leaf" (2).
 struct Tips {

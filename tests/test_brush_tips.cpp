@@ -12,31 +12,13 @@
 
 #include "brush/BrushTips.h"
 #include "TestPaths.h"
+#include "support/TestFiles.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
-// A private folder under the system's temporary directory, removed at the end.
-class TempDir {
-public:
-    TempDir() {
-        static int serial = 0;
-        path_ = fs::temp_directory_path() /
-                ("kw_tips_" + std::to_string(::getpid()) + "_" + std::to_string(++serial) + "_" +
-                 ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        fs::remove_all(path_);
-        fs::create_directories(path_);
-    }
-    ~TempDir() {
-        std::error_code ec;
-        fs::remove_all(path_, ec);
-    }
-    const fs::path& path() const { return path_; }
-
-private:
-    fs::path path_;
-};
+using TempDir = testfiles::TempFolder;
 
 // Writes an RGBA PNG, rows top-down; pixel (x, y) from the function.
 void writePng(const fs::path& file, int w, int h, uint8_t r, uint8_t g, uint8_t b,

@@ -17,6 +17,7 @@
 #include "history/FillActions.h"
 #include "history/History.h"
 #include "support/GlTestContext.h"
+#include "support/ProgramDocument.h"
 #include "test_gradient_reference.h"
 #include "tools/GradientTool.h"
 #include "tools/ToolPanel.h"
@@ -33,21 +34,8 @@ class GradientToolGl : public GlTest {
 protected:
     void SetUp() override {
         GlTest::SetUp();
-        gCanvas.resize(kW, kH, gLayers);
-        gCanvas.clearCurrentSurface(0.25f, 0.25f, 0.25f, 1.0f);
-        gHistory.freeSnapshots();
-        gHistory.clear();
-        gHistory.reinitialize(kW, kH);
-        gHistory.runQueuedActions();
-        // Seen from 150 in a 400 x 300 area: one window pixel a canvas pixel,
-        // the canvas centre at the area's centre.
-        gPainter.renderArea = {0, 0, 400, 300};
-        gCamera.lookFrom(150);
-        gCamera.rotation = 0;
-        gCamera.setRotation();
-        static_cast<Application*>(gApp)->interactionMode = kModeTool;
-        gPainter.selectTool(1);
-        gInputState.reset();
+        const float grey[4] = {0.25f, 0.25f, 0.25f, 1.0f};
+        resetProgramDocument(kW, kH, grey);
         gCanvas.setColor({0.2f, 0.4f, 0.8f});
     }
     void TearDown() override {

@@ -25,6 +25,7 @@
 #include "io/LayeredFile.h"
 #include "platform/Random.h"
 #include "support/GlTestContext.h"
+#include "support/ProgramDocument.h"
 #include "test_process_document.h"
 #include "tools/MirrorTool.h"
 #include "tools/ToolPanel.h"
@@ -42,18 +43,8 @@ class MirrorGl : public GlTest {
 protected:
     void SetUp() override {
         GlTest::SetUp();
-        gCanvas.resize(kW, kH, gLayers);
-        gCanvas.clearCurrentSurface(0, 0, 0, 0);
-        gHistory.freeSnapshots();
-        gHistory.clear();
-        gHistory.reinitialize(kW, kH);
-        gHistory.runQueuedActions();
-        gPainter.renderArea = {0, 0, 400, 300};
-        gCamera.lookFrom(150);
-        static_cast<Application*>(gApp)->interactionMode = kModeTool;
-        gPainter.selectTool(1);
+        resetProgramDocument(kW, kH);
         gApp->previousToolIndex = 1;
-        gInputState.reset();
         gCurrentPressure = 1.0f;
         gCanvas.brush = Brush{};
         gCanvas.brush.size = 6;

@@ -28,6 +28,7 @@
 #include "io/ImageCodec.h"
 #include "io/LayeredFile.h"
 #include "support/GlTestContext.h"
+#include "support/ProgramDocument.h"
 #include "tools/ClipboardImage.h"
 #include "tools/TransformTool.h"
 #include "TestPaths.h"
@@ -48,18 +49,8 @@ class PasteGl : public GlTest {
 protected:
     void SetUp() override {
         GlTest::SetUp();
-        gCanvas.resize(kW, kH, gLayers);
-        gCanvas.clearCurrentSurface(0, 0, 0, 0);
-        gHistory.freeSnapshots();
-        gHistory.clear();
-        gHistory.reinitialize(kW, kH);
-        gHistory.runQueuedActions();
-        gPainter.renderArea = {0, 0, 400, 300};
-        gCamera.lookFrom(150);
-        static_cast<Application*>(gApp)->interactionMode = kModeTool;
-        gPainter.selectTool(1);
+        resetProgramDocument(kW, kH);
         tool().reset();
-        gInputState.reset();
     }
     void TearDown() override {
         gPainter.selectTool(1);

@@ -22,6 +22,7 @@
 #include "core/PaintingApplication.h"
 #include "history/History.h"
 #include "support/GlTestContext.h"
+#include "support/ProgramDocument.h"
 #include "tools/PerspectiveTool.h"
 
 namespace {
@@ -34,19 +35,7 @@ class PerspectiveGl : public GlTest {
 protected:
     void SetUp() override {
         GlTest::SetUp();
-        gCanvas.resize(kW, kH, gLayers);
-        gCanvas.clearCurrentSurface(0, 0, 0, 0);
-        gHistory.freeSnapshots();
-        gHistory.clear();
-        gHistory.reinitialize(kW, kH);
-        gHistory.runQueuedActions();
-        gPainter.renderArea = {0, 0, kAreaW, kAreaH};
-        gCamera.lookFrom(100);
-        gCamera.rotation = 0;
-        gCamera.setRotation();
-        static_cast<Application*>(gApp)->interactionMode = kModeTool;
-        gInputState.reset();
-        gPainter.selectTool(1);
+        resetProgramDocument(kW, kH, nullptr, kAreaW, kAreaH, 100);
         tool().onCanvasCreated(kW, kH);
         tool().vpFlags = 1;
         tool().parallelFlags = 0;

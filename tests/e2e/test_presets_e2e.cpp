@@ -4,8 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <string>
 
 #include "e2e/AppSession.h"
@@ -16,17 +14,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::string slurp(const fs::path& p) {
-    std::ifstream f(p, std::ios::binary);
-    std::stringstream s;
-    s << f.rdbuf();
-    return s.str();
-}
-
-void writeFile(const fs::path& p, const std::string& bytes) {
-    std::ofstream f(p, std::ios::binary);
-    f << bytes;
-}
+using testfiles::writeFile;
+std::string slurp(const fs::path& p) { return testfiles::fileText(p); }
 
 bool closeCleanly(AppSession& app) {
     app.sendCloseRequest();
