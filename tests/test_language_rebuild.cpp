@@ -124,6 +124,11 @@ TEST_F(LanguageRebuild, FiftyLanguageChangesLeaveNoWidgetBehind) {
     ASSERT_GE(fra, 0) << "the French file is missing from the languages folder";
     ASSERT_EQ(eng, 0);
 
+    // A first rebuild replaces whatever earlier tests left in the interface,
+    // so the count to come back to is that of the interface the program builds.
+    dialog->language->selected = eng;
+    dialog->applySettings();
+    settle();
     const int before = Widget::liveCount();
     const int codes[3] = {deu, fra, eng};
     const char* newImage[3] = {"Neues Bild", "nouvelle image", "new image"};
@@ -137,7 +142,7 @@ TEST_F(LanguageRebuild, FiftyLanguageChangesLeaveNoWidgetBehind) {
         counts.push_back(Widget::liveCount());
     }
     // A rebuild makes exactly as many widgets as it frees: every round comes
-    // back to the count of the interface the test started with.
+    // back to the count after the first rebuild.
     for (std::size_t i = 0; i < counts.size(); ++i)
         EXPECT_EQ(counts[i], before) << "after rebuild " << i + 1 << " of 50";
 
