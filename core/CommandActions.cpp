@@ -7,6 +7,8 @@
 #include "canvas/Painter.h"
 #include "canvas/MultiLayeredImage.h"
 #include "core/Globals.h"
+#include "core/Localisation.h"
+#include "core/TextKeys.h"
 #include "core/PaintingApplication.h"
 #include "history/CanvasFillAction.h"
 #include "history/CanvasFlipAction.h"
@@ -28,11 +30,6 @@ int decreasedBrushSize(int size, float factor) {
     return std::max(static_cast<int>(static_cast<float>(size) / factor), 1);
 }
 
-int notAvailableYet(PaintingApplication& app, const char* what) {
-    app.showMessage("%s: not available yet", what);
-    return 1;
-}
-
 int zoomPercentForHeight(float renderHeight, float cameraHeight) {
     const float h = static_cast<float>(static_cast<int>(renderHeight));
     return static_cast<int>(h / (2.0f * cameraHeight) * 100.0f);
@@ -49,11 +46,13 @@ void addAndExecute(PaintingApplication& app, std::unique_ptr<HistoryAction> acti
 
 int addNewLayer(PaintingApplication& app) {
     if (app.layers->count() >= kwformat::kMaxLayers) {
-        app.showMessage("at most %d layers", kwformat::kMaxLayers);
+        const std::string text =
+            loc::fillText(tr(tk::LAYERS_PANEL_AT_MOST_N_STR), {std::to_string(kwformat::kMaxLayers)});
+        app.showMessage("%s", text.c_str());
         return 1;
     }
     addAndExecute(app, std::make_unique<NewLayerAction>(*app.canvas, *app.layers));
-    app.showMessage("new layer");
+    app.showMessage("%s", tr(tk::NEW_LAYER_MSG_STR).c_str());
     return 1;
 }
 
@@ -64,13 +63,13 @@ int mergeLayerDown(PaintingApplication& app) {
         !layers.layers[static_cast<size_t>(current - 1)].visible)
         return 1;
     addAndExecute(app, std::make_unique<LayerMergeDownAction>(*app.canvas, layers));
-    app.showMessage("layer merged down");
+    app.showMessage("%s", tr(tk::LAYER_MERGED_DOWN_STR).c_str());
     return 1;
 }
 
 int flipCanvas(PaintingApplication& app) {
     addAndExecute(app, std::make_unique<CanvasFlipAction>(*app.canvas, *app.layers));
-    app.showMessage("horizontal flip");
+    app.showMessage("%s", tr(tk::HORIZONTAL_FLIP_STR).c_str());
     return 1;
 }
 
@@ -89,15 +88,18 @@ int cycleLayers(PaintingApplication& app) {
     HistoryAction& step = *change;
     app.history->addOrReplaceLast(std::move(change));
     step.execute();
-    app.showMessage("current layer: %d", layers.current);
+    app.showMessage("%s", loc::fillText(tr(tk::CURRENT_LAYER_N_STR), {std::to_string(layers.current)}).c_str());
     return 1;
 }
 
 int toggleLayerVisibility(PaintingApplication& app) {
     addAndExecute(app, std::make_unique<LayerVisibilityToggleAction>(*app.canvas, *app.layers));
     const MultiLayeredImage& layers = *app.layers;
-    app.showMessage("layer %d visibility %s", layers.current,
-                    layers.layers[static_cast<size_t>(layers.current)].visible ? "ON" : "OFF");
+    const bool visible = layers.layers[static_cast<size_t>(layers.current)].visible;
+    app.showMessage("%s", loc::fillText(tr(tk::LAYER_N_VISIBILITY_S_STR),
+                                        {std::to_string(layers.current),
+                                         tr(visible ? tk::LAYERS_PANEL_ON_STR : tk::LAYERS_PANEL_OFF_STR)})
+                              .c_str());
     return 1;
 }
 

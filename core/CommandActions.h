@@ -1,7 +1,5 @@
 #pragma once
-// What the commands and the built-in keys do. Targets that the program does
-// not have yet go through notAvailableYet, so each one is a single place to
-// fill in later.
+// What the commands and the built-in keys do.
 #include <cstdint>
 
 class Camera;
@@ -16,10 +14,6 @@ namespace commands {
 int increasedBrushSize(int size, float factor, int maximum);
 // size divided by factor, at least 1.
 int decreasedBrushSize(int size, float factor);
-
-// Shows "<what>: not available yet" as a notification. Returns 1 (consumed).
-int notAvailableYet(PaintingApplication& app, const char* what);
-
 
 // The zoom in percent that a camera height gives in a render area of height h.
 int zoomPercentForHeight(float renderHeight, float cameraHeight);

@@ -15,8 +15,10 @@
 #include "core/InputDispatcher.h"
 #include "core/InputState.h"
 #include "core/KeyNames.h"
+#include "core/Localisation.h"
 #include "core/PaintingApplication.h"
 #include "core/RenderArea.h"
+#include "core/TextKeys.h"
 #include "platform/X11Window.h"
 #include "tools/Tool.h"
 #include "tools/ToolPanel.h"
@@ -151,7 +153,7 @@ void showInterface() {
 }
 
 template <typename T>
-std::shared_ptr<Slider<T>> makeSlider(int x, int width, const char* label, T minValue, T maxValue, T* target) {
+std::shared_ptr<Slider<T>> makeSlider(int x, int width, const std::string& label, T minValue, T maxValue, T* target) {
     auto slider = std::make_shared<Slider<T>>(x, 20, width, 20, label);
     slider->minValue = minValue;
     slider->maxValue = maxValue;
@@ -190,6 +192,18 @@ std::string toolTipText(const std::string& text, const std::string& keys) {
     return keys.empty() ? text : text + " [" + keys + "]";
 }
 
+namespace {
+// Two lines, each with its key: a press selects the brush, Ctrl+press opens
+// its properties.
+std::string brushButtonTip() {
+    const std::string& text = tr(tk::BRUSH_BUTTON_TIP_STR);
+    const std::size_t cut = text.find('\n');
+    const std::string press = text.substr(0, cut);
+    const std::string ctrlPress = cut == std::string::npos ? std::string() : text.substr(cut + 1);
+    return toolTipText(press, fixedKeys({'b'})) + "\n" + toolTipText(ctrlPress, fixedKeys({0x105}));
+}
+} // namespace
+
 void createToolBar() {
     if (!gToolBar) gToolBar = std::make_shared<ToolBar>();
 }
@@ -213,13 +227,13 @@ std::shared_ptr<VisualMenu> makeFileMenu(bool load) {
         };
     };
     if (load) {
-        menu->add(std::make_shared<ImageButton>(10, 10, 180, 32, "load drawing process",
+        menu->add(std::make_shared<ImageButton>(10, 10, 180, 32, tr(tk::TB_LOAD_DRAWING_PROCESS_STR),
                                                 entry([] { fileflows::loadProcess(true); })));
-        menu->add(std::make_shared<ImageButton>(10, 45, 180, 32, "load image", entry(fileflows::loadImage)));
+        menu->add(std::make_shared<ImageButton>(10, 45, 180, 32, tr(tk::TB_LOAD_IMAGE_STR), entry(fileflows::loadImage)));
     } else {
-        menu->add(std::make_shared<ImageButton>(10, 10, 180, 32, "save drawing process",
+        menu->add(std::make_shared<ImageButton>(10, 10, 180, 32, tr(tk::TB_SAVE_DRAWING_PROCESS_STR),
                                                 entry(fileflows::saveProcess)));
-        menu->add(std::make_shared<ImageButton>(10, 45, 180, 32, "save image", entry(fileflows::saveImage)));
+        menu->add(std::make_shared<ImageButton>(10, 45, 180, 32, tr(tk::TB_SAVE_IMAGE_STR), entry(fileflows::saveImage)));
     }
     return menu;
 }
@@ -240,53 +254,52 @@ void fillToolBar(ToolBar& bar, PaintingApplication& app, Painter& painter) {
         };
     };
 
-    bar.addButton(0, 7, toolTipText("new image", keysOf(commands::kNewImage)), command(commands::kNewImage));
-    bar.addButton(7, 7, toolTipText("info", keysOf(commands::kShowHelp)), command(commands::kShowHelp));
+    bar.addButton(0, 7, toolTipText(tr(tk::TB_NEW_IMAGE_STR), keysOf(commands::kNewImage)), command(commands::kNewImage));
+    bar.addButton(7, 7, toolTipText(tr(tk::TB_INFO_STR), keysOf(commands::kShowHelp)), command(commands::kShowHelp));
     // Both rest while the transform tool holds a floating picture.
-    bar.addButton(5, 7, toolTipText("undo", fixedKeys({0x85A})), [a](Widget*) {
+    bar.addButton(5, 7, toolTipText(tr(tk::TB_UNDO_STR), fixedKeys({0x85A})), [a](Widget*) {
         if (a->currentToolIndex() != 7) commands::undoLastStep(*a);
     });
-    bar.addButton(6, 7, toolTipText("redo", fixedKeys({0x859})), [a](Widget*) {
+    bar.addButton(6, 7, toolTipText(tr(tk::TB_REDO_STR), fixedKeys({0x859})), [a](Widget*) {
         if (a->currentToolIndex() != 7) commands::redoLastStep(*a);
     });
     bar.addButton(3, 7,
-                  toolTipText("[press button]: fit canvas to window", keysOf(kFitToWindow)) + "\n" +
-                      toolTipText("[CTRL+press button]: zoom 100%", keysOf(commands::kZoom100)),
+                  toolTipText(tr(tk::TB_PRESS_BUTTON_FIT_CANVAS_TO_WIN_STR), keysOf(kFitToWindow)) + "\n" +
+                      toolTipText(tr(tk::TB_CTRL_PLUS_PRESS_BUTTON_ZOOM_10_STR), keysOf(commands::kZoom100)),
                   [a](Widget*) { runCommand(*a, gInputState.ctrl ? commands::kZoom100 : kFitToWindow); });
-    bar.addButton(4, 6, toolTipText("flip canvas", keysOf(commands::kFlipCanvas)), command(commands::kFlipCanvas));
-    bar.addButton(0, 5, toolTipText("settings", keysOf(commands::kShowSettings)), command(commands::kShowSettings));
+    bar.addButton(4, 6, toolTipText(tr(tk::TB_FLIP_CANVAS_STR), keysOf(commands::kFlipCanvas)), command(commands::kFlipCanvas));
+    bar.addButton(0, 5, toolTipText(tr(tk::TB_SETTINGS_STR), keysOf(commands::kShowSettings)), command(commands::kShowSettings));
     // Lights up while the reference view shows.
-    bar.addButton(1, 5, toolTipText("toggle reference view", keysOf(commands::kToggleReferenceView)),
+    bar.addButton(1, 5, toolTipText(tr(tk::TB_TOGGLE_REFERENCE_VIEW_STR), keysOf(commands::kToggleReferenceView)),
                   command(commands::kToggleReferenceView), [](const Widget*) { return referenceViewVisible(); });
 
     bar.addSection();
     bar.addButton(1, 7,
-                  toolTipText("[press button]: select brush", fixedKeys({'b'})) +
-                      "\n[CTRL+press button]: " + toolTipText("open brush properties dialog", fixedKeys({0x105})),
+                  brushButtonTip(),
                   [a, p](Widget*) {
                       if (gInputState.ctrl) commands::runBuiltInKey(*a, *p, 0x105);
                       else p->selectTool(1);
                   },
                   toolIsCurrent(1));
-    bar.addButton(2, 6, toolTipText("eraser", fixedKeys({'e'})), tool(2), toolIsCurrent(2));
-    bar.addButton(3, 5, toolTipText("bucket fill", keysOf(commands::kBucketFill)), tool(9), toolIsCurrent(9));
-    bar.addButton(4, 5, toolTipText("gradient", keysOf(commands::kGradient)), tool(8), toolIsCurrent(8));
-    bar.addButton(4, 7, toolTipText("enter rotation mode", fixedKeys({'r'})), tool(3), toolIsCurrent(3));
-    bar.addButton(5, 6, toolTipText("enter selection mode", fixedKeys({'d'})), tool(6), toolIsCurrent(6));
-    bar.addButton(6, 6, "enter crop mode", tool(5), toolIsCurrent(5));
-    bar.addButton(6, 5, "enter color picking mode", tool(12), toolIsCurrent(12));
-    bar.addButton(7, 6, toolTipText("enable/disable perspective grid", fixedKeys({0x104})),
+    bar.addButton(2, 6, toolTipText(tr(tk::TB_ERASER_STR), fixedKeys({'e'})), tool(2), toolIsCurrent(2));
+    bar.addButton(3, 5, toolTipText(tr(tk::TB_BUCKET_FILL_STR), keysOf(commands::kBucketFill)), tool(9), toolIsCurrent(9));
+    bar.addButton(4, 5, toolTipText(tr(tk::TB_GRADIENT_STR), keysOf(commands::kGradient)), tool(8), toolIsCurrent(8));
+    bar.addButton(4, 7, toolTipText(tr(tk::TB_ENTER_ROTATION_MODE_STR), fixedKeys({'r'})), tool(3), toolIsCurrent(3));
+    bar.addButton(5, 6, toolTipText(tr(tk::TB_ENTER_SELECTION_MODE_STR), fixedKeys({'d'})), tool(6), toolIsCurrent(6));
+    bar.addButton(6, 6, tr(tk::TB_ENTER_CROP_MODE_STR), tool(5), toolIsCurrent(5));
+    bar.addButton(6, 5, tr(tk::TB_ENTER_COLOR_PICKING_MODE_STR), tool(12), toolIsCurrent(12));
+    bar.addButton(7, 6, toolTipText(tr(tk::TB_ENABLE_DISABLE_PERSPECTIVE_GRI_STR), fixedKeys({0x104})),
                   [a, p](Widget*) { toggleToolButton(*a, *p, 4); },
                   [p](const Widget*) { return p->tools[4]->isActive(); });
-    bar.addButton(5, 5, toolTipText("enter/exit mirror mode", keysOf(commands::kMirror)),
+    bar.addButton(5, 5, toolTipText(tr(tk::TB_ENTER_EXIT_MIRROR_MODE_STR), keysOf(commands::kMirror)),
                   [a, p](Widget*) { toggleToolButton(*a, *p, 11); },
                   [p](const Widget*) { return p->tools[11]->isActive(); });
 
     bar.addSection();
-    bar.addButton(1, 6, toolTipText("load", fixedKeys({'l', 0x109})), menu(true));
-    bar.addButton(0, 6, toolTipText("save", fixedKeys({'s', 0x108})), menu(false));
-    bar.addButton(3, 6, toolTipText("replay", fixedKeys({'p'})), [](Widget*) { openReplayPrompt(); });
-    bar.addButton(2, 7, toolTipText("export avi video", fixedKeys({'v'})), [](Widget*) { openVideoExportDialog(); });
+    bar.addButton(1, 6, toolTipText(tr(tk::TB_LOAD_STR), fixedKeys({'l', 0x109})), menu(true));
+    bar.addButton(0, 6, toolTipText(tr(tk::TB_SAVE_STR), fixedKeys({'s', 0x108})), menu(false));
+    bar.addButton(3, 6, toolTipText(tr(tk::TB_REPLAY_STR), fixedKeys({'p'})), [](Widget*) { openReplayPrompt(); });
+    bar.addButton(2, 7, toolTipText(tr(tk::TB_EXPORT_AVI_VIDEO_STR), fixedKeys({'v'})), [](Widget*) { openVideoExportDialog(); });
 }
 
 void buildInterface(bool withReferenceView) {
@@ -324,15 +337,15 @@ void buildInterface(bool withReferenceView) {
     gHudGroup->add(gBrushPreview);
 
     // 6.-8. The brush sliders: size (also in the HUD), opacity, hardness.
-    gSizeSlider = makeSlider<int>(50, 200, "Size", 1, kSizeSliderMax, &gCanvas.brush.size);
+    gSizeSlider = makeSlider<int>(50, 200, tr(tk::SIZE_STR), 1, kSizeSliderMax, &gCanvas.brush.size);
     gSizeSlider->onChange = [](int value) {
         if (interfaceTraceOn()) std::printf("size slider: %d\n", value), std::fflush(stdout);
     };
     gBottomGroup->add(gSizeSlider);
     gHudGroup->add(gSizeSlider);
     gLayoutManager.place(0, 0, 0, 5, 50, 20, gSizeSlider);
-    gBottomGroup->add(makeSlider<float>(300, 100, "Opacity", 0.1f, 1.0f, &gCanvas.brush.opacity));
-    gBottomGroup->add(makeSlider<float>(450, 100, "Hardness", 0.0f, 1.0f, &gCanvas.brush.hardness));
+    gBottomGroup->add(makeSlider<float>(300, 100, tr(tk::OPACITY_STR), 0.1f, 1.0f, &gCanvas.brush.opacity));
+    gBottomGroup->add(makeSlider<float>(450, 100, tr(tk::HARDNESS_STR), 0.0f, 1.0f, &gCanvas.brush.hardness));
 
     // 9. The colour selector: one object in the right column and in the HUD,
     // so both show and edit the same colour. Placed by its centre.
@@ -367,7 +380,8 @@ void buildInterface(bool withReferenceView) {
     gToggleGuiButton->setVisible(optionOn(&PaintingApplicationOptions::showToggleGuiButton, true));
 
     // 16. The brush properties button.
-    auto properties = std::make_shared<ImageButton>(toolTipText("open brush properties dialog", "F5"), [](Widget*) {
+    const std::string propertiesTip = toolTipText(tr(tk::TB_OPEN_BRUSH_PROPERTIES_DIALOG_STR), "F5");
+    auto properties = std::make_shared<ImageButton>(propertiesTip, [](Widget*) {
         if (gApp) commands::runBuiltInKey(*gApp, gPainter, 0x105);
     });
     gRightGroup->add(properties);
