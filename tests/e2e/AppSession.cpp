@@ -363,6 +363,22 @@ int differingPixels(const Screenshot& a, const Screenshot& b, int x0, int y0, in
     return n;
 }
 
+SquareOnScreen findRedSquare(const Screenshot& s, int fromY) {
+    auto red = [&](int x, int y) {
+        const uint8_t* p = s.at(x, y);
+        return p[0] > 230 && p[1] < 25 && p[2] < 25;
+    };
+    // The top-left pixel: the top of the leftmost column that holds red.
+    SquareOnScreen q;
+    for (int y = fromY; y < s.height; ++y)
+        for (int x = 0; x < s.width; ++x)
+            if (red(x, y) && (q.left < 0 || x < q.left)) q.left = x, q.top = y;
+    if (q.left < 0) return q;
+    q.side = 1;
+    while (q.top + q.side < s.height && red(q.left, q.top + q.side)) ++q.side;
+    return q;
+}
+
 void AppSession::answerFileDialogs(const std::vector<std::string>& lines) {
     std::string text;
     for (const auto& l : lines) text += l + "\n";

@@ -99,5 +99,15 @@ std::string artefactPath(const std::string& name);
 // Pixels whose colour differs between two screenshots inside a rectangle (y down).
 int differingPixels(const Screenshot& a, const Screenshot& b, int x0, int y0, int x1, int y1);
 using testfiles::fileBytes;
+
+// A pure red square that a test put into its picture, as it shows on screen,
+// found at or below fromY (above, the colour selector's ring holds red too).
+// Its right part may lie under the layers panel, so the side is measured
+// down its left column.
+struct SquareOnScreen {
+    int left = -1, top = -1, side = 0;
+    bool found() const { return side > 0; }
+};
+SquareOnScreen findRedSquare(const Screenshot& s, int fromY = 260);
 // Waits until the program's output holds `text`; false after the time-out.
 bool waitForOutput(AppSession& app, const std::string& text, int timeoutMs);

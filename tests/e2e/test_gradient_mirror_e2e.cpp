@@ -36,21 +36,13 @@ struct Placement {
     double pictureX(int wx) const { return (wx + 0.5 - left) / scale; }
 };
 
-// The square's left column gives the scale: its right part may lie under
-// the layers panel, and the colour selector's ring above it holds red too.
 Placement findPicture(const Screenshot& s) {
-    constexpr int kBelowColourSelector = 260;
-    int x0 = 1 << 30, y0 = 1 << 30;
-    for (int y = kBelowColourSelector; y < s.height; ++y)
-        for (int x = 0; x < s.width; ++x)
-            if (isRed(s.at(x, y)) && (x < x0 || (x == x0 && y < y0))) x0 = x, y0 = y;
+    const SquareOnScreen q = findRedSquare(s);
     Placement p;
-    if (x0 == 1 << 30) return p;
-    int y1 = y0;
-    while (y1 + 1 < s.height && isRed(s.at(x0, y1 + 1))) ++y1;
-    p.scale = (y1 - y0 + 1) / 80.0;
-    p.left = x0 - 500 * p.scale;
-    p.top = y0 - 300 * p.scale;
+    if (!q.found()) return p;
+    p.scale = q.side / 80.0;
+    p.left = q.left - 500 * p.scale;
+    p.top = q.top - 300 * p.scale;
     return p;
 }
 

@@ -26,21 +26,6 @@ bool isRed(const uint8_t* p) { return p[0] > 230 && p[1] < 25 && p[2] < 25; }
 bool isBlack(const uint8_t* p) { return p[0] < 25 && p[1] < 25 && p[2] < 25; }
 bool isWhite(const uint8_t* p) { return p[0] > 240 && p[1] > 240 && p[2] > 240; }
 
-struct Box {
-    int x0 = 1 << 30, y0 = 1 << 30, x1 = -1, y1 = -1;
-};
-
-Box redBox(const Screenshot& s, int fromY) {
-    Box b;
-    for (int y = fromY; y < s.height; ++y)
-        for (int x = 0; x < s.width; ++x)
-            if (isRed(s.at(x, y))) {
-                b.x0 = std::min(b.x0, x), b.y0 = std::min(b.y0, y);
-                b.x1 = std::max(b.x1, x), b.y1 = std::max(b.y1, y);
-            }
-    return b;
-}
-
 Screenshot settledShot(AppSession& app, const std::string& name) {
     app.waitFrames(12);
     Screenshot s = app.screenshot();
@@ -87,13 +72,7 @@ TEST(ShapeE2E, DraggedEllipseWithFillAndBorderIsPaintedByEnter) {
     ASSERT_TRUE(codec::encodePng((dir / "white.png").string(), picture.data(), kW, kH));
 
     AppSession app;
-    {
-        FILE* f = std::fopen((app.workFolder() + "/answers.txt").c_str(), "w");
-        ASSERT_NE(f, nullptr);
-        std::fprintf(f, "%s/with_figure\n", app.workFolder().c_str());
-        std::fclose(f);
-    }
-    app.setEnv("KESTRELWING_FILE_DIALOG", app.workFolder() + "/answers.txt");
+    app.answerFileDialogs({app.workFolder() + "/with_figure"});
     app.setEnv("KESTRELWING_START_TOOL", "10"); // nothing in the interface selects the shape tool
     app.setEnv("KESTRELWING_TRACE_INTERFACE", "1");
     ASSERT_TRUE(app.start({(dir / "white.png").string()})) << app.output();
@@ -106,16 +85,16 @@ TEST(ShapeE2E, DraggedEllipseWithFillAndBorderIsPaintedByEnter) {
     }
     const Screenshot start = settledShot(app, "shape_0_start");
     saveEnlarged(start, 0, 0, 620, 50, 3, "shape_0_strip_enlarged");
-    const Box red = redBox(start, 60);
-    ASSERT_GT(red.x1, red.x0) << "the red square is not on screen";
-    const double s = (red.x1 - red.x0 + 1) / 80.0;
-    const double left = red.x0 - 500 * s, top = red.y0 - 300 * s;
+    const SquareOnScreen red = findRedSquare(start);
+    ASSERT_TRUE(red.found()) << "the red square is not on screen";
+    const double s = red.side / 80.0;
+    const double left = red.left - 500 * s, top = red.top - 300 * s;
     auto screen = [&](double px, double py) {
         return std::pair<int, int>{static_cast<int>(std::lround(left + px * s)), static_cast<int>(std::lround(top + py * s))};
     };
 
     // Alt+click on the red square: the current colour, and with it the fill, becomes red.
-    app.moveMouse((red.x0 + red.x1) / 2, (red.y0 + red.y1) / 2);
+    app.moveMouse(red.left + red.side / 4, red.top + red.side / 2);
     app.waitFrames(3);
     app.xdotool("keydown alt");
     app.waitFrames(3);
