@@ -38,7 +38,11 @@ protected:
         savedScale = GuiScale;
         GuiScale = 1.0f;
         // Time passes between the rounds as in the running program: the
-        // notification's fades end and let go of the widgets they hold.
+        // notification's fades end and let go of the widgets they hold. Fades
+        // that earlier tests left behind would end in the middle of the
+        // rounds and free their widgets there: they go first.
+        AnimatorRegistry::instance().clear();
+        fakeNow = platform::nowMs();
         platform::setClockOverride([this] { return fakeNow; });
         savedArea = gRenderArea;
         gRenderArea = {0, 0, 1000, 700};
