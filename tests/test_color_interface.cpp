@@ -17,6 +17,7 @@
 #include "core/PaintingApplication.h"
 #include "core/RenderArea.h"
 #include "history/History.h"
+#include "support/ProgramInterface.h"
 #include "test_command_support.h"
 #include "tools/ToolPanel.h"
 #include "ui/Interface.h"
@@ -34,47 +35,14 @@ protected:
     void SetUp() override {
         savedScale = GuiScale;
         GuiScale = 1.0f;
-        savedArea = gRenderArea;
-        gRenderArea = {0, 0, 1000, 700};
-        savedRoot = gGui;
-        gGui = std::make_shared<GUI>(&gRenderArea);
-        InputDispatcher& d = InputDispatcher::instance();
-        d.listeners.clear();
-        d.exclusive = nullptr;
-        d.add(gGui);
-        d.add(gApp->painter);
-        gInputState.reset();
-        resetInputCallbacks();
-        setInputHost(gApp);
-        setModalWait([](const std::function<bool()>&) {});
-        commands::createCommands(*gApp, gPainter);
-        gPainter.selectTool(1);
+        program = std::make_unique<ProgramInterface>();
         savedColor = gCanvas.currentColor();
         gCanvas.setColor({1, 0, 0});
-        buildInterface(false);
-        // The first update takes the new children in, the second places them.
-        gGui->update(0, 0, 0);
-        gGui->update(0, 0, 0);
+        program->build();
     }
     void TearDown() override {
-        closeAllDialogs();
-        closeColourHud();
-        AnimatorRegistry::instance().clear();
-        InputDispatcher& d = InputDispatcher::instance();
-        d.listeners.clear();
-        d.exclusive = nullptr;
-        setInputHost(nullptr);
-        setModalWait({});
-        gGui->children.clear();
-        gGui = savedRoot;
-        gRenderArea = savedArea;
-        gApp->notification.reset();
-        gToolOptionsBar.reset();
-        gColorSelector.reset();
-        for (const auto& group : {gBottomGroup, gRightGroup, gHudGroup}) group->children.clear();
+        program.reset();
         gCanvas.setColor(savedColor);
-        gInputState.reset();
-        static_cast<Application*>(gApp)->interactionMode = kModeTool;
         GuiScale = savedScale;
     }
 
@@ -92,8 +60,7 @@ protected:
 
     TempSettingsFolder folder;
     float savedScale = 1.0f;
-    RenderArea savedArea;
-    std::shared_ptr<GUI> savedRoot;
+    std::unique_ptr<ProgramInterface> program;
     brush::Rgb savedColor;
 };
 

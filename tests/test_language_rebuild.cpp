@@ -18,6 +18,7 @@
 #include "core/PaintingApplication.h"
 #include "core/RenderArea.h"
 #include "platform/Clock.h"
+#include "support/ProgramInterface.h"
 #include "test_command_support.h"
 #include "tools/ToolPanel.h"
 #include "ui/Interface.h"
@@ -44,44 +45,19 @@ protected:
         AnimatorRegistry::instance().clear();
         fakeNow = platform::nowMs();
         platform::setClockOverride([this] { return fakeNow; });
-        savedArea = gRenderArea;
-        gRenderArea = {0, 0, 1000, 700};
-        savedRoot = gGui;
-        gGui = std::make_shared<GUI>(&gRenderArea);
-        InputDispatcher& d = InputDispatcher::instance();
-        d.listeners.clear();
-        d.exclusive = nullptr;
-        d.add(gGui);
-        d.add(gApp->painter);
-        gInputState.reset();
-        resetInputCallbacks();
-        setInputHost(gApp);
-        setModalWait([](const std::function<bool()>&) {});
+        program = std::make_unique<ProgramInterface>();
         if (!gApp->options) gApp->createOptions();
         gApp->getOptions().reset();
         // The languages folder beside the program: the build copies the shipped files there.
         loc::initLocalization(loc::kDefaultLanguage);
         commands::createCommands(*gApp, gPainter);
-        gPainter.selectTool(1);
         ui::gRebuildInterface = [] { rebuildInterface(); };
-        buildInterface(false);
+        program->build();
         settle();
     }
     void TearDown() override {
         ui::gRebuildInterface = {};
-        closeAllDialogs();
-        closeColourHud();
-        AnimatorRegistry::instance().clear();
-        InputDispatcher& d = InputDispatcher::instance();
-        d.listeners.clear();
-        d.exclusive = nullptr;
-        setInputHost(nullptr);
-        setModalWait({});
-        gGui->children.clear();
-        gGui = savedRoot;
-        gRenderArea = savedArea;
-        gApp->notification.reset();
-        gToolOptionsBar.reset();
+        program.reset();
         gApp->getOptions().reset();
         loc::loadDefaultStrings(loc::kDefaultLanguage);
         commands::createCommands(*gApp, gPainter);
@@ -112,8 +88,7 @@ protected:
     TempSettingsFolder folder;
     int32_t fakeNow = 1000;
     float savedScale = 1.0f;
-    RenderArea savedArea;
-    std::shared_ptr<GUI> savedRoot;
+    std::unique_ptr<ProgramInterface> program;
 };
 
 } // namespace

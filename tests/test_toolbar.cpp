@@ -444,6 +444,7 @@ TEST(GuiScaleFromX, XftDpiFirstThenThePhysicalSize) {
 
 // ---- the assembly, the HUD and the rebuild -----------------------------------------------
 
+#include "support/ProgramInterface.h"
 #include "tools/ToolPanel.h"
 #include "ui/NotificationWidget.h"
 #include "widgets/CustomViewWidget.h"
@@ -454,49 +455,18 @@ namespace {
 class InterfaceTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        savedArea = gRenderArea;
-        gRenderArea = {0, 0, 1000, 700};
-        savedRoot = gGui;
-        gGui = std::make_shared<GUI>(&gRenderArea);
-        InputDispatcher& d = InputDispatcher::instance();
-        d.listeners.clear();
-        d.exclusive = nullptr;
-        d.add(gGui);
-        d.add(gApp->painter);
-        gInputState.reset();
-        resetInputCallbacks();
-        setInputHost(gApp);
-        setModalWait([](const std::function<bool()>&) {});
-        commands::createCommands(*gApp, gPainter);
-        gPainter.selectTool(1);
+        program = std::make_unique<ProgramInterface>();
         savedSize = gCanvas.brush.size;
         gCanvas.brush.size = 40;
-        buildInterface(false);
-        // The first update takes the new children in, the second places them.
-        gGui->update(0, 0, 0);
-        gGui->update(0, 0, 0);
+        program->build();
     }
     void TearDown() override {
-        closeAllDialogs();
-        closeColourHud();
-        AnimatorRegistry::instance().clear();
-        InputDispatcher& d = InputDispatcher::instance();
-        d.listeners.clear();
-        d.exclusive = nullptr;
-        setInputHost(nullptr);
-        setModalWait({});
-        gGui->children.clear();
-        gGui = savedRoot;
-        gRenderArea = savedArea;
-        gApp->notification.reset();
-        gToolOptionsBar.reset();
+        program.reset();
         gCanvas.brush.size = savedSize;
-        static_cast<Application*>(gApp)->interactionMode = kModeTool;
     }
     ScaleGuard scale{1.0f};
     TempSettingsFolder folder;
-    RenderArea savedArea;
-    std::shared_ptr<GUI> savedRoot;
+    std::unique_ptr<ProgramInterface> program;
     int savedSize = 0;
 };
 } // namespace
