@@ -379,6 +379,13 @@ SquareOnScreen findRedSquare(const Screenshot& s, int fromY) {
     return q;
 }
 
+void AppSession::clickAt(int x, int y) {
+    moveMouse(x, y);
+    waitFrames(3);
+    xdotool("click 1");
+    waitFrames(6);
+}
+
 void AppSession::answerFileDialogs(const std::vector<std::string>& lines) {
     std::string text;
     for (const auto& l : lines) text += l + "\n";

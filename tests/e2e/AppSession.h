@@ -69,6 +69,9 @@ public:
     // Scripts the program's file dialogs with these answers, one a line
     // ("" = Cancel, "#N " the filter, "@MS " a delay), from the next start.
     void answerFileDialogs(const std::vector<std::string>& lines);
+    // Moves there, lets a few frames pass, clicks the left button and lets the
+    // program take it in.
+    void clickAt(int x, int y);
     // The window's title (WM_NAME: the program's Latin-1 bytes).
     std::string title();
     Window windowId() const { return window; }

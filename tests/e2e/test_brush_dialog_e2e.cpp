@@ -28,13 +28,6 @@ constexpr int kButtonX = 892 - 55, kOkY = 635 - 80 - 15, kCancelY = 635 - 15;
 // "Add preset": 110 x 30 at the right, at the inner top.
 constexpr int kAddPresetY = 130 + 15;
 
-void click(AppSession& app, int x, int y) {
-    app.moveMouse(x, y);
-    app.waitFrames(3);
-    app.xdotool("click 1");
-    app.waitFrames(6);
-}
-
 bool isDark(const uint8_t* p) { return p[0] < 60 && p[1] < 60 && p[2] < 60; }
 
 bool isChecker(const uint8_t* p) { return (p[0] == 255 || p[0] == 204) && p[0] == p[1] && p[1] == p[2]; }
@@ -75,11 +68,11 @@ TEST(BrushDialogE2E, SizeAndTipChosenInTheDialogShapeTheNextStroke) {
     const Screenshot open = app.screenshotWhen([&](const Screenshot& s) { return dialogShown(idle, s); });
     ASSERT_TRUE(open.savePng(artefactPath("brush_dialog_open.png")));
     ASSERT_TRUE(dialogShown(idle, open)) << app.output();
-    click(app, kSizeTrackX + 105, kSizeY);
+    app.clickAt(kSizeTrackX + 105, kSizeY);
     const Screenshot sized = app.screenshot();
     ASSERT_TRUE(sized.savePng(artefactPath("brush_dialog_size_22.png")));
     EXPECT_GT(differingPixels(open, sized, 132, 130, 482, 230), 200) << "the sample stroke changed";
-    click(app, kButtonX, kOkY);
+    app.clickAt(kButtonX, kOkY);
     app.waitFrames(20);
     paintLine(app, 350);
     const Screenshot first = app.screenshot();
@@ -90,11 +83,11 @@ TEST(BrushDialogE2E, SizeAndTipChosenInTheDialogShapeTheNextStroke) {
     app.xdotool("key F5");
     app.screenshotWhen([&](const Screenshot& s) { return dialogShown(first, s); });
     app.waitFrames(15);
-    click(app, kSizeTrackX + 160, kSizeY);
-    click(app, kRoundTipX, kRoundTipY);
+    app.clickAt(kSizeTrackX + 160, kSizeY);
+    app.clickAt(kRoundTipX, kRoundTipY);
     const Screenshot chosen = app.screenshot();
     ASSERT_TRUE(chosen.savePng(artefactPath("brush_dialog_size_113_round_tip.png")));
-    click(app, kButtonX, kOkY);
+    app.clickAt(kButtonX, kOkY);
     app.waitFrames(20);
     paintLine(app, 170);
     const Screenshot second = app.screenshot();
@@ -105,8 +98,8 @@ TEST(BrushDialogE2E, SizeAndTipChosenInTheDialogShapeTheNextStroke) {
     app.xdotool("key F5");
     app.screenshotWhen([&](const Screenshot& s) { return dialogShown(second, s); });
     app.waitFrames(15);
-    click(app, kSizeTrackX + 20, kSizeY);
-    click(app, kButtonX, kCancelY);
+    app.clickAt(kSizeTrackX + 20, kSizeY);
+    app.clickAt(kButtonX, kCancelY);
     app.waitFrames(20);
     paintLine(app, 560);
     const Screenshot third = app.screenshot();
@@ -178,8 +171,8 @@ TEST(BrushDialogE2E, AnAddedPresetShowsInTheListAndReachesTheFile) {
     app.xdotool("key F5");
     const Screenshot open = app.screenshotWhen([&](const Screenshot& s) { return dialogShown(idle, s); });
     app.waitFrames(15);
-    click(app, kSizeTrackX + 60, kSizeY);
-    click(app, kButtonX, kAddPresetY);
+    app.clickAt(kSizeTrackX + 60, kSizeY);
+    app.clickAt(kButtonX, kAddPresetY);
     app.waitFrames(15);
     const Screenshot asking = app.screenshot();
     ASSERT_TRUE(asking.savePng(artefactPath("brush_dialog_preset_name.png")));
@@ -188,12 +181,12 @@ TEST(BrushDialogE2E, AnAddedPresetShowsInTheListAndReachesTheFile) {
     EXPECT_GT(differingPixels(open, asking, 330, 300, 700, 410), 20000) << "the question shows";
     const std::string presetsFile = app.workFolder() + "/data/Kestrelwing/brush_presets.xml";
     std::remove(presetsFile.c_str());
-    click(app, 643, 355);
+    app.clickAt(643, 355);
     app.waitFrames(20);
     const Screenshot added = app.screenshot();
     ASSERT_TRUE(added.savePng(artefactPath("brush_dialog_preset_added.png")));
     EXPECT_GT(differingPixels(asking, added, 330, 300, 700, 410), 20000) << "the question is gone";
-    click(app, kButtonX, kOkY);
+    app.clickAt(kButtonX, kOkY);
     app.waitFrames(40);
     // The new preset comes after the factory ones, named by its place.
     const std::string factory = testfiles::fileText(std::string(KW_SOURCE_DIR) + "/data/brushes/brush_presets.xml");
@@ -215,7 +208,7 @@ TEST(BrushDialogE2E, CtrlClickOnTheBrushButtonOpensTheDialog) {
     const Screenshot idle = app.screenshot();
     // The brush button: first button of the tool bar's second panel.
     const int bx = 31, by = 281;
-    click(app, bx, by);
+    app.clickAt(bx, by);
     app.moveMouse(1000, 60);
     app.waitFrames(20);
     EXPECT_FALSE(dialogShown(idle, app.screenshot())) << "a plain click selects the brush only";

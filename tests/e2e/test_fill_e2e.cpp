@@ -58,13 +58,6 @@ int haloPixels(const Screenshot& s, int cx, int cy, int reach) {
     return halo;
 }
 
-void clickAt(AppSession& app, int x, int y) {
-    app.moveMouse(x, y);
-    app.waitFrames(3);
-    app.xdotool("click 1");
-    app.waitFrames(6);
-}
-
 } // namespace
 
 TEST(FillE2E, BucketFillsARingPickedColourPaints) {
@@ -120,7 +113,7 @@ TEST(FillE2E, BucketFillsARingPickedColourPaints) {
     // The bucket: the ring's inside takes the colour, the outside does not.
     app.xdotool("key f");
     app.waitFrames(4);
-    clickAt(app, cx, cy);
+    app.clickAt(cx, cy);
     app.moveMouse(5, start.height - 5);
     const Screenshot plain = settledShot(app, "fill_2_plain");
     EXPECT_TRUE(isRed(plain.at(cx, cy)));
@@ -135,9 +128,9 @@ TEST(FillE2E, BucketFillsARingPickedColourPaints) {
     EXPECT_FALSE(isRed(undone.at(cx, cy)));
     // The box sits at (500, 30) units in the strip across the window's top,
     // 50 units high, y up: at 96 dpi its centre is (507, 50 - 37) from the top-left.
-    clickAt(app, 507, 13);
+    app.clickAt(507, 13);
     const Screenshot ticked = settledShot(app, "fill_4_options");
-    clickAt(app, cx, cy);
+    app.clickAt(cx, cy);
     app.moveMouse(5, start.height - 5);
     const Screenshot lineart = settledShot(app, "fill_5_lineart");
     EXPECT_TRUE(isRed(lineart.at(cx, cy)));

@@ -66,13 +66,6 @@ Screenshot settledShot(AppSession& app, const std::string& name) {
     return s;
 }
 
-void clickAt(AppSession& app, int x, int y) {
-    app.moveMouse(x, y);
-    app.waitFrames(3);
-    app.xdotool("click 1");
-    app.waitFrames(6);
-}
-
 struct TempDir {
     fs::path path;
     explicit TempDir(const std::string& name)
@@ -101,8 +94,8 @@ TEST(GradientMirrorE2E, GradientFromTwoClicksAndEnter) {
     app.xdotool("key ctrl+g");
     app.waitFrames(6);
     const int x0 = at.x(150), x1 = at.x(450);
-    clickAt(app, x0, row);
-    clickAt(app, x1, row);
+    app.clickAt(x0, row);
+    app.clickAt(x1, row);
     app.moveMouse(5, start.height - 5);
     const Screenshot preview = settledShot(app, "gradient_1_preview");
     // The preview already shows the ramp (between the handles' rings).

@@ -47,13 +47,6 @@ void saveEnlarged(const Screenshot& s, int x0, int y0, int width, int height, in
     big.savePng(artefactPath(name + ".png"));
 }
 
-void clickAt(AppSession& app, int x, int y) {
-    app.moveMouse(x, y);
-    app.waitFrames(3);
-    app.xdotool("click 1");
-    app.waitFrames(6);
-}
-
 } // namespace
 
 TEST(ShapeE2E, DraggedEllipseWithFillAndBorderIsPaintedByEnter) {
@@ -108,10 +101,10 @@ TEST(ShapeE2E, DraggedEllipseWithFillAndBorderIsPaintedByEnter) {
     // colour the selector edits; the ellipse button at (230, 10) 30 x 30;
     // the fill box at (360, 29) 15 x 15; the width slider at (520, 10) 80 x 10,
     // where a click 14 pixels along sets 14 / 70 of 50: a border of 10.
-    clickAt(app, 480, 50 - 15);
-    clickAt(app, 245, 50 - 25);
-    clickAt(app, 367, 50 - 36);
-    clickAt(app, 520 + 5 + 14, 50 - 15);
+    app.clickAt(480, 50 - 15);
+    app.clickAt(245, 50 - 25);
+    app.clickAt(367, 50 - 36);
+    app.clickAt(520 + 5 + 14, 50 - 15);
     app.moveMouse(app.windowWidth() - 40, app.windowHeight() - 40);
     const Screenshot options = settledShot(app, "shape_1_options");
     saveEnlarged(options, 0, 0, 620, 50, 3, "shape_1_strip_enlarged");
