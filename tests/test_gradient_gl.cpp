@@ -6,13 +6,11 @@
 // process replayed, and the stored form against bytes built by hand.
 #include <gtest/gtest.h>
 
-#include <unistd.h>
 
 #include <array>
 #include <cmath>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <memory>
 #include <vector>
 
@@ -198,18 +196,9 @@ TEST_F(GradientGl, UndoAndASavedProcessReplayToTheLiveBytes) {
     EXPECT_EQ(d.layer(), live);
 
     const std::vector<uint8_t> saved = d.save();
-    const std::string path =
-        (std::filesystem::temp_directory_path() / ("kw_gradient_" + std::to_string(::getpid()) + ".dpf")).string();
-    std::ofstream(path, std::ios::binary)
-        .write(reinterpret_cast<const char*>(saved.data()), static_cast<std::streamsize>(saved.size()));
     processtest::GlDocument loaded(3, 3);
     setDabSink(&loaded.canvas);
-    DocumentTarget target = loaded.target();
-    DrawingProcess::LoadOptions options;
-    options.tips = &loaded.tips;
-    int32_t version[3] = {};
-    ASSERT_EQ(DrawingProcess::load(path, target, options, version), LoadResult::Loaded);
-    std::filesystem::remove(path);
+    ASSERT_EQ(loaded.load(saved), LoadResult::Loaded);
     replayProcess(loaded.history);
     EXPECT_EQ(readTexture(loaded.canvas.currentLayerSurface().textureId, kW, kH), live);
     EXPECT_EQ(loaded.save(), saved);

@@ -4,12 +4,10 @@
 // canvas switches the mirror off, and the tool bar button's rules.
 #include <gtest/gtest.h>
 
-#include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
-#include <fstream>
 
 #include "canvas/Canvas.h"
 #include "canvas/MultiLayeredImage.h"
@@ -192,18 +190,9 @@ TEST_F(MirrorGl, AMirroredStrokeReplaysWithTheMirrorOff) {
     ProcessSaveInput input{&gHistory.actions(), gHistory.actionCount(), &picture, gHistory.initialWidth,
                            gHistory.initialHeight, gApp->brushTips.get(), {}, 0, 0};
     const std::vector<uint8_t> saved = encodeProcess(input);
-    const std::string path =
-        (std::filesystem::temp_directory_path() / ("kw_mirror_" + std::to_string(::getpid()) + ".dpf")).string();
-    std::ofstream(path, std::ios::binary)
-        .write(reinterpret_cast<const char*>(saved.data()), static_cast<std::streamsize>(saved.size()));
     processtest::GlDocument loaded(3, 3);
     setDabSink(&loaded.canvas);
-    DocumentTarget target = loaded.target();
-    DrawingProcess::LoadOptions options;
-    options.tips = &loaded.tips;
-    int32_t version[3] = {};
-    ASSERT_EQ(DrawingProcess::load(path, target, options, version), LoadResult::Loaded);
-    std::filesystem::remove(path);
+    ASSERT_EQ(loaded.load(saved), LoadResult::Loaded);
     replayProcess(loaded.history);
     EXPECT_EQ(readTexture(loaded.canvas.currentLayerSurface().textureId, kW, kH), live);
     setDabSink(&gCanvas);
