@@ -304,13 +304,9 @@ TEST(OptionsE2E, AutosaveOnDiskAfterSigkillHoldsTheLastSnapshot) {
     const std::string bin = KW_BINARY;
     const std::string info = runCommand("env -u DISPLAY " + bin + " --info " + autosave.string() + " 2>&1");
     EXPECT_NE(info.find("actions: 30"), std::string::npos) << info;
-    ASSERT_EQ(std::system(("env -u DISPLAY " + bin + " --render " + autosave.string() + " " +
-                           (out / "stored.png").string() + " >/dev/null 2>&1")
-                              .c_str()),
-              0);
-    ASSERT_EQ(std::system(("env -u DISPLAY " + bin + " --render --replay " + autosave.string() + " " +
-                           (out / "replayed.png").string() + " >/dev/null 2>&1")
-                              .c_str()),
+    ASSERT_EQ(testfiles::runProgram("--render " + autosave.string() + " " + (out / "stored.png").string()).exitCode, 0);
+    ASSERT_EQ(testfiles::runProgram("--render --replay " + autosave.string() + " " +
+                           (out / "replayed.png").string()).exitCode,
               0);
     const DecodedImage stored = decodeImage((out / "stored.png").string(), DecodeLimits{});
     const DecodedImage replayed = decodeImage((out / "replayed.png").string(), DecodeLimits{});

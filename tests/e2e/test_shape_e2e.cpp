@@ -159,11 +159,9 @@ TEST(ShapeE2E, DraggedEllipseWithFillAndBorderIsPaintedByEnter) {
     app.xdotool("key F8");
     ASSERT_TRUE(waitForOutput(app, "drawing process saved", 10000)) << app.output();
     const std::string process = app.workFolder() + "/with_figure.dpf";
-    const std::string bin = KW_BINARY;
-    ASSERT_EQ(std::system(("env -u DISPLAY " + bin + " --render " + process + " " + app.workFolder() +
-                           "/stored.png >/dev/null 2>&1").c_str()), 0);
-    ASSERT_EQ(std::system(("env -u DISPLAY " + bin + " --render --replay " + process + " " + app.workFolder() +
-                           "/replayed.png >/dev/null 2>&1").c_str()), 0);
+    ASSERT_EQ(testfiles::runProgram("--render " + process + " " + app.workFolder() + "/stored.png").exitCode, 0);
+    ASSERT_EQ(testfiles::runProgram("--render --replay " + process + " " + app.workFolder() +
+                           "/replayed.png").exitCode, 0);
     auto pixelAt = [](const std::string& path, int x, int yDown) {
         const std::vector<uint8_t> file = fileBytes(path);
         RawPicture picture;
